@@ -249,7 +249,11 @@ void PaintRamScene::mouseReleaseEvent(QGraphicsSceneMouseEvent* event) {
 }
 
 void PaintRamScene::mouseDoubleClickEvent(QGraphicsSceneMouseEvent* event) {
-    if (doubleClickArmed_ && mouseStatus_ != 2 && !drewItem_) {
+    // A double click on an annotation belongs to it (a text opens for editing); only the
+    // background confirms.
+    QGraphicsItem* hit = itemAt(event->scenePos(), QTransform());
+    const bool onItem = StyleManager::instance()->containsItem(hit);
+    if (doubleClickArmed_ && mouseStatus_ != 2 && !drewItem_ && !onItem) {
         doubleClickArmed_ = false;
         emit sigDoubleClick();
     }
