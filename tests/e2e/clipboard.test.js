@@ -51,8 +51,7 @@ test('clipboard file URLs', async (t) => {
       await child.waitFor((l) => l.op === 'exec');
       assert.deepEqual(await uriList(x.env), ['file:////tmp/a.png']);
       // Earlier contents are dropped: the previous owner lost the clipboard.
-      await h.sleep(100);
-      assert.ok(!holder.alive, 'previous owner should have lost the clipboard');
+      assert.ok(await h.waitUntil(() => !holder.alive), 'previous owner should have lost the clipboard');
       // Served by the child: gone when it exits.
       await child.kill();
       assert.deepEqual(await h.clipboardTargets(x.env), []);

@@ -14,6 +14,16 @@ const OVERLAY_TITLE = 'Diagramscene';
 
 const sleep = (ms) => new Promise((r) => setTimeout(r, ms));
 
+// Polls an (async) predicate every 50 ms; resolves true once it holds, false on timeout.
+async function waitUntil(pred, { timeout = 5000 } = {}) {
+  const end = Date.now() + timeout;
+  for (;;) {
+    if (await pred()) return true;
+    if (Date.now() >= end) return false;
+    await sleep(50);
+  }
+}
+
 // Every process we start, so nothing outlives the test run even when a test throws.
 const live = new Set();
 function track(proc) {
@@ -488,6 +498,7 @@ module.exports = {
   MODULE_PATH,
   OVERLAY_TITLE,
   sleep,
+  waitUntil,
   run,
   runStatus,
   startXvfb,
