@@ -1,0 +1,225 @@
+#include "screenshotgraphicsitem.h"
+
+#include "defualtbasedate.h"
+#include "magnifyingglassgraphicsitem.h"
+#include "screenshotsizegraphicitem.h"
+#include "stylemanager.h"
+
+#include <QDebug>
+#include <QGraphicsScene>
+#include <QGraphicsView>
+#include <QPainter>
+#include <algorithm>
+
+QRect roundedRect(QRectF const& r)
+{
+    const int left = qRound(r.x()), top = qRound(r.y());
+    const int right = qRound(r.x() + r.width()) - 1, bottom = qRound(r.y() + r.height()) - 1;
+    return QRect(QPoint(left, top), QPoint(right, bottom));
+}
+
+ScreenShotGraphicsItem::ScreenShotGraphicsItem()
+    : verticalRatio_(1), horizontalRatio_(1),
+      glassWidth_(int(DefualtBaseDate::instance()->magnifierWidth + 10)),
+      glassHeight_(int(DefualtBaseDate::instance()->magnifierHeight)), showSize_(false),
+      screenPixmap_(nullptr), glass_(nullptr)
+{
+    dragMode_ = 1;
+    confineToScene_ = true;
+}
+
+ScreenShotGraphicsItem::~ScreenShotGraphicsItem() = default;
+
+QGraphicsView* ScreenShotGraphicsItem::firstView() const
+{
+    if (!scene() || scene()->views().isEmpty())
+        return nullptr;
+    return scene()->views().first();
+}
+
+void ScreenShotGraphicsItem::setScreenRect(QRect const& rect)
+{
+    screenRect_ = rect;
+    const QRectF sr = scene() ? scene()->sceneRect() : QRectF();
+    glassBounds_ = QRectF(sr.x() + 10, sr.y(), sr.width() - 10 - glassWidth_,
+                          sr.height() - glassHeight_);
+}
+
+void ScreenShotGraphicsItem::setScreenPixmap(QPixmap* pixmap)
+{
+    screenPixmap_ = pixmap;
+    if (!pixmap) {
+        verticalRatio_ = horizontalRatio_ = 1;
+        return;
+    }
+    // Integer ratios on purpose: a fractional device-pixel ratio truncates to 1.
+    verticalRatio_ = screenRect_.height() ? pixmap->height() / screenRect_.height() : 0;
+    horizontalRatio_ = screenRect_.width() ? pixmap->width() / screenRect_.width() : 0;
+}
+
+QPixmap ScreenShotGraphicsItem::getPixmap()
+{
+    if (!screenPixmap_)
+        return QPixmap();
+    return screenPixmap_->copy(roundedRect(sourceRect_));
+}
+
+void ScreenShotGraphicsItem::setShowSize(bool show)
+{
+    if (show == showSize_)
+        return;
+    prepareGeometryChange();
+    showSize_ = show;
+}
+
+void ScreenShotGraphicsItem::setMagnifyingGlassItem(MagnifyingGlassGraphicsitem* item)
+{
+    glass_ = item;
+}
+
+void ScreenShotGraphicsItem::setMagnifyingGlassPosition(QPointF const& pos, bool)
+{
+    QGraphicsView* view = firstView();
+    if (!view) {
+        qDebug() << "no view available";
+        return;
+    }
+    const QPoint v = view->mapFromScene(pos);
+    const QPointF q(horizontalRatio_ * v.x(), verticalRatio_ * v.y());
+    placeMagnifier(pos, v, q);
+}
+
+void ScreenShotGraphicsItem::placeMagnifier(QPointF const& cursor, QPoint const& viewPoint,
+                                            QPointF const& pixmapPoint)
+{
+    QPointF glassPos(cursor.x() - glassWidth_, cursor.y() + 10);
+    adjustPoint(glassPos, cursor);
+    if (!screenPixmap_ || !glass_)
+        return;
+    const QPixmap piece =
+        screenPixmap_->copy(QRect(int(pixmapPoint.x() - 15), int(pixmapPoint.y() - 15), 30, 30));
+    glass_->setPixmap(glassPos, viewPoint, pixmapPoint, piece);
+}
+
+void ScreenShotGraphicsItem::adjustPoint(QPointF& glassPos, QPointF const& cursor)
+{
+    const QRectF& b = glassBounds_;
+    if (glassPos.x() < b.left())
+        glassPos.rx() += glassWidth_ + 10;
+    if (glassPos.y() > b.top() + b.height())
+        glassPos.ry() -= glassHeight_ + 10;
+    const QRectF& r = rect_;
+    if (r.width() > 0 && r.height() > 0 &&
+        (cursor == QPointF(r.x() + r.width(), r.y() + r.height()) ||
+         cursor == QPointF(r.x() + r.width(), r.y())) &&
+        cursor.x() < b.left() + b.width())
+        glassPos.setX(cursor.x() + 10);
+}
+
+int ScreenShotGraphicsItem::showMouseStyle(QPointF const& pos)
+{
+    static const Qt::CursorShape shapes[8] = {
+        Qt::SizeFDiagCursor, Qt::SizeHorCursor, Qt::SizeBDiagCursor, Qt::SizeVerCursor,
+        Qt::SizeFDiagCursor, Qt::SizeHorCursor, Qt::SizeBDiagCursor, Qt::SizeVerCursor};
+    for (int i = 0; i < 8; ++i) {
+        if (handles_[i].contains(pos))
+            return shapes[i];
+    }
+    if (rect_.contains(pos))
+        return Qt::SizeAllCursor;
+    return Qt::ArrowCursor;
+}
+
+QRectF ScreenShotGraphicsItem::boundingRect() const
+{
+    QRectF r = ShapeBaseGraphicsItem::boundingRect();
+    r.setTop(r.top() - 100);
+    r.setWidth(std::max(r.width(), 300.0));
+    return r;
+}
+
+void ScreenShotGraphicsItem::customPaint(QPainter* painter, QRectF const& r)
+{
+    painter->setPen(StyleManager::instance()->selectionPen);
+    QGraphicsView* view = firstView();
+    int vx = 0, vy = 0, vr = -1, vb = -1;
+    if (view) {
+        const QRect ir = roundedRect(r);
+        const int w = ir.width(), h = ir.height();
+        const QPoint v = view->mapFromScene(QPointF(ir.left(), ir.top()));
+        vx = v.x();
+        vy = v.y();
+        vr = vx + w - 1;
+        vb = vy + h - 1;
+        sourceRect_ = QRectF(horizontalRatio_ * vx, verticalRatio_ * vy, horizontalRatio_ * w,
+                             verticalRatio_ * h);
+        if (screenPixmap_) {
+            painter->drawPixmap(r, *screenPixmap_, sourceRect_);
+            painter->setBrush(Qt::NoBrush);
+            painter->drawRect(r);
+        }
+    }
+    DefualtBaseDate* base = DefualtBaseDate::instance();
+    if (showSize_) {
+        const QRectF box(r.x(), r.y() - base->sizeBoxHeight - 10, base->sizeBoxWidth,
+                         base->sizeBoxHeight);
+        paintSizeBox(painter, box, 0,
+                     QString::asprintf("%d x %d", int(r.width()), int(r.height())));
+    }
+    if (!glass_ || !glass_->isVisible() || dragMode_ != 2 || paintStatus_ != PaintStatusEditing)
+        return;
+    const double x = r.x(), y = r.y(), w = r.width(), h = r.height();
+    const double sx = sourceRect_.x(), sy = sourceRect_.y();
+    const double sw = sourceRect_.width(), sh = sourceRect_.height();
+    const int hw = (vr - vx + 1) / 2, hh = (vb - vy + 1) / 2;
+    QPointF p, q;
+    QPoint v;
+    switch (direction_) {
+    case DirectionTop:
+        p = {x + w / 2, y}, q = {sx + sw / 2, sy}, v = {vx + hw, vy};
+        break;
+    case DirectionBottom:
+        p = {x + w / 2, y + h}, q = {sx + sw / 2, sy + sh}, v = {vx + hw, vb};
+        break;
+    case DirectionLeft:
+        p = {x, y + h / 2}, q = {sx, sy + sh / 2}, v = {vx, vy + hh};
+        break;
+    case DirectionRight:
+        p = {x + w, y + h / 2}, q = {sx + sw, sy + sh / 2}, v = {vr, vy + hh};
+        break;
+    case DirectionTopLeft:
+        p = {x, y}, q = {sx, sy}, v = {vx, vy};
+        break;
+    case DirectionTopRight:
+        p = {x + w, y}, q = {sx + sw, sy}, v = {vr, vy};
+        break;
+    case DirectionBottomLeft:
+        p = {x, y + h}, q = {sx, sy + sh}, v = {vx, vb};
+        break;
+    case DirectionBottomRight:
+        p = {x + w, y + h}, q = {sx + sw, sy + sh}, v = {vr, vb};
+        break;
+    case DirectionNone:
+        break;
+    }
+    placeMagnifier(p, v, q);
+}
+
+void ScreenShotGraphicsItem::mousePressEvent(QGraphicsSceneMouseEvent* event)
+{
+    ShapeBaseGraphicsItem::mousePressEvent(event);
+    if (dragMode_ != 1 && glass_)
+        glass_->show();
+}
+
+void ScreenShotGraphicsItem::mouseMoveEvent(QGraphicsSceneMouseEvent* event)
+{
+    ShapeBaseGraphicsItem::mouseMoveEvent(event);
+}
+
+void ScreenShotGraphicsItem::mouseReleaseEvent(QGraphicsSceneMouseEvent* event)
+{
+    ShapeBaseGraphicsItem::mouseReleaseEvent(event);
+    if (glass_ && paintStatus_ != PaintStatusCreating)
+        glass_->setVisible(false);
+}

@@ -1,0 +1,56 @@
+#ifndef SCREENSHOTGRAPHICSITEM_H
+#define SCREENSHOTGRAPHICSITEM_H
+
+#include "shapebasegraphicsitem.h"
+
+class MagnifyingGlassGraphicsitem;
+class QGraphicsView;
+
+// The selection frame: shows the chosen part of the screenshot, its size and the magnifier.
+class ScreenShotGraphicsItem : public ShapeBaseGraphicsItem {
+public:
+    ScreenShotGraphicsItem();
+    ~ScreenShotGraphicsItem() override;
+
+    void setScreenRect(QRect const& rect);
+    void setScreenPixmap(QPixmap* pixmap);
+    QPixmap getPixmap();
+    void setShowSize(bool show);
+    bool isShowSize() const { return showSize_; }
+    void setMagnifyingGlassItem(MagnifyingGlassGraphicsitem* item);
+    void setMagnifyingGlassPosition(QPointF const& pos, bool flag);
+    void adjustPoint(QPointF& glassPos, QPointF const& cursor);
+    int showMouseStyle(QPointF const& pos);
+    QRectF sourceRect() const { return sourceRect_; }
+    QRectF magnifierBounds() const { return glassBounds_; }
+    int horizontalRatio() const { return horizontalRatio_; }
+    int verticalRatio() const { return verticalRatio_; }
+
+    QRectF boundingRect() const override;
+    void customPaint(QPainter* painter, QRectF const& rect) override;
+
+protected:
+    void mousePressEvent(QGraphicsSceneMouseEvent* event) override;
+    void mouseMoveEvent(QGraphicsSceneMouseEvent* event) override;
+    void mouseReleaseEvent(QGraphicsSceneMouseEvent* event) override;
+
+private:
+    QGraphicsView* firstView() const;
+    void placeMagnifier(QPointF const& cursor, QPoint const& viewPoint, QPointF const& pixmapPoint);
+
+    QRectF sourceRect_;
+    QRect screenRect_;
+    QRectF glassBounds_;
+    int verticalRatio_;
+    int horizontalRatio_;
+    int glassWidth_;
+    int glassHeight_;
+    bool showSize_;
+    QPixmap* screenPixmap_;
+    MagnifyingGlassGraphicsitem* glass_;
+};
+
+// Corner-by-corner rounding of a real rectangle, as QRectF::toRect does it.
+QRect roundedRect(QRectF const& r);
+
+#endif // SCREENSHOTGRAPHICSITEM_H
