@@ -8,15 +8,12 @@
 #include <cmath>
 
 ArrowGraphicItem::ArrowGraphicItem()
-    : QGraphicsItem(nullptr), draggedEnd_(0), dragMode_(1), paintStatus_(PaintStatusCreating)
-{
-}
+    : QGraphicsItem(nullptr), draggedEnd_(0), dragMode_(1), paintStatus_(PaintStatusCreating) {}
 
 ArrowGraphicItem::~ArrowGraphicItem() = default;
 
-void ArrowGraphicItem::arrowPolygons(QPointF const& s, QPointF const& e, int width,
-                                     QPolygonF& head, QPolygonF& shaft)
-{
+void ArrowGraphicItem::arrowPolygons(QPointF const& s, QPointF const& e, int width, QPolygonF& head,
+                                     QPolygonF& shaft) {
     const double l = 2.0 * width;
     const double theta = std::atan2(e.y() - s.y(), e.x() - s.x());
     const double sn = std::sin(theta), cs = std::cos(theta);
@@ -30,14 +27,12 @@ void ArrowGraphicItem::arrowPolygons(QPointF const& s, QPointF const& e, int wid
     shaft = QPolygonF({s, q1, q2});
 }
 
-void ArrowGraphicItem::updateExtent()
-{
+void ArrowGraphicItem::updateExtent() {
     extent_ = QRectF(std::min(start_.x(), end_.x()), std::min(start_.y(), end_.y()),
                      std::abs(end_.x() - start_.x()), std::abs(end_.y() - start_.y()));
 }
 
-void ArrowGraphicItem::setArrowPoint(QPointF const& start, QPointF const& end)
-{
+void ArrowGraphicItem::setArrowPoint(QPointF const& start, QPointF const& end) {
     prepareGeometryChange();
     start_ = start;
     end_ = end;
@@ -47,32 +42,28 @@ void ArrowGraphicItem::setArrowPoint(QPointF const& start, QPointF const& end)
     startHandle_ = QRectF(start.x() - d / 2, start.y() - d / 2, d, d);
 }
 
-void ArrowGraphicItem::setItemPaintStatus(ItemPaintStatus status)
-{
+void ArrowGraphicItem::setItemPaintStatus(ItemPaintStatus status) {
     prepareGeometryChange();
     paintStatus_ = status;
 }
 
-bool ArrowGraphicItem::isCanEdit(QPointF const& p) const
-{
-    return paintStatus_ == PaintStatusEditing && (endHandle_.contains(p) || startHandle_.contains(p));
+bool ArrowGraphicItem::isCanEdit(QPointF const& p) const {
+    return paintStatus_ == PaintStatusEditing &&
+           (endHandle_.contains(p) || startHandle_.contains(p));
 }
 
-QRectF ArrowGraphicItem::boundingRect() const
-{
+QRectF ArrowGraphicItem::boundingRect() const {
     const double d = DefualtBaseDate::instance()->handleSize;
     return extent_.adjusted(-d, -d, d, d);
 }
 
-QPainterPath ArrowGraphicItem::shape() const
-{
+QPainterPath ArrowGraphicItem::shape() const {
     QPainterPath path;
     path.addRect(extent_.adjusted(-10, -10, 10, 10));
     return path;
 }
 
-bool ArrowGraphicItem::contains(QPointF const& point) const
-{
+bool ArrowGraphicItem::contains(QPointF const& point) const {
     StyleInfo* style = StyleManager::instance()->getGraphicItemStyleInfo(this);
     QPolygonF head, shaft;
     arrowPolygons(start_, end_, style ? style->width : 0, head, shaft);
@@ -84,8 +75,7 @@ bool ArrowGraphicItem::contains(QPointF const& point) const
     return isCanEdit(point);
 }
 
-void ArrowGraphicItem::paint(QPainter* painter, QStyleOptionGraphicsItem const*, QWidget*)
-{
+void ArrowGraphicItem::paint(QPainter* painter, QStyleOptionGraphicsItem const*, QWidget*) {
     StyleManager* manager = StyleManager::instance();
     StyleInfo* style = manager->getGraphicItemStyleInfo(this);
     if (!style)
@@ -108,8 +98,7 @@ void ArrowGraphicItem::paint(QPainter* painter, QStyleOptionGraphicsItem const*,
     painter->drawEllipse(QRect(int(end_.x() - d / 2), int(end_.y() - d / 2), int(d), int(d)));
 }
 
-void ArrowGraphicItem::mousePressEvent(QGraphicsSceneMouseEvent* event)
-{
+void ArrowGraphicItem::mousePressEvent(QGraphicsSceneMouseEvent* event) {
     if (paintStatus_ != PaintStatusEditing)
         return;
     const QPointF p = event->scenePos();
@@ -126,8 +115,7 @@ void ArrowGraphicItem::mousePressEvent(QGraphicsSceneMouseEvent* event)
     }
 }
 
-void ArrowGraphicItem::mouseMoveEvent(QGraphicsSceneMouseEvent* event)
-{
+void ArrowGraphicItem::mouseMoveEvent(QGraphicsSceneMouseEvent* event) {
     if (paintStatus_ != PaintStatusEditing)
         return;
     const QPointF p = event->scenePos();
@@ -151,8 +139,7 @@ void ArrowGraphicItem::mouseMoveEvent(QGraphicsSceneMouseEvent* event)
     startHandle_ = QRectF(start_.x() - di / 2, start_.y() - di / 2, di, di);
 }
 
-void ArrowGraphicItem::mouseReleaseEvent(QGraphicsSceneMouseEvent*)
-{
+void ArrowGraphicItem::mouseReleaseEvent(QGraphicsSceneMouseEvent*) {
     if (paintStatus_ == PaintStatusCreating)
         paintStatus_ = PaintStatusEditing;
 }

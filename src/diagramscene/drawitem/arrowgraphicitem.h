@@ -16,8 +16,7 @@ public:
     QRectF boundingRect() const override;
     QPainterPath shape() const override;
     bool contains(QPointF const& point) const override;
-    void paint(QPainter* painter, QStyleOptionGraphicsItem const* option,
-               QWidget* widget) override;
+    void paint(QPainter* painter, QStyleOptionGraphicsItem const* option, QWidget* widget) override;
 
     void setArrowPoint(QPointF const& start, QPointF const& end);
     void setItemPaintStatus(ItemPaintStatus status);
@@ -27,8 +26,8 @@ public:
     QPointF endPoint() const { return end_; }
 
     // Head (tip, P1, P2) and shaft (start, Q1, Q2) for a line width.
-    static void arrowPolygons(QPointF const& start, QPointF const& end, int width,
-                              QPolygonF& head, QPolygonF& shaft);
+    static void arrowPolygons(QPointF const& start, QPointF const& end, int width, QPolygonF& head,
+                              QPolygonF& shaft);
 
 protected:
     void mousePressEvent(QGraphicsSceneMouseEvent* event) override;

@@ -10,13 +10,11 @@
 CircleGraphicsItem::CircleGraphicsItem()
     : randomColor_(int(QRandomGenerator::global()->bounded(256)),
                    int(QRandomGenerator::global()->bounded(256)),
-                   int(QRandomGenerator::global()->bounded(256)), 255)
-{
+                   int(QRandomGenerator::global()->bounded(256)), 255) {
     dragMode_ = 1;
 }
 
-bool CircleGraphicsItem::contains(QPointF const& point) const
-{
+bool CircleGraphicsItem::contains(QPointF const& point) const {
     StyleInfo* style = StyleManager::instance()->getGraphicItemStyleInfo(this);
     const double t = (style ? style->width : 0) * DefualtBaseDate::instance()->scale;
     QPainterPath outer, inner;
@@ -27,8 +25,7 @@ bool CircleGraphicsItem::contains(QPointF const& point) const
     return isCanEdit(point);
 }
 
-void CircleGraphicsItem::customPaint(QPainter* painter, QRectF const& rect)
-{
+void CircleGraphicsItem::customPaint(QPainter* painter, QRectF const& rect) {
     StyleInfo* style = StyleManager::instance()->getGraphicItemStyleInfo(this);
     if (!style)
         return;

@@ -8,15 +8,13 @@
 #include <QStyleOptionGraphicsItem>
 #include <QTextCursor>
 
-DiagramTextItem::DiagramTextItem() : QGraphicsTextItem(nullptr)
-{
+DiagramTextItem::DiagramTextItem() : QGraphicsTextItem(nullptr) {
     setAcceptHoverEvents(false);
     setAcceptTouchEvents(true);
     StyleManager::instance()->textFlag = true;
 }
 
-void DiagramTextItem::setItemPaintStatus(ItemPaintStatus status)
-{
+void DiagramTextItem::setItemPaintStatus(ItemPaintStatus status) {
     prepareGeometryChange();
     paintStatus_ = status;
     if (status == PaintStatusFinished) {
@@ -29,28 +27,26 @@ void DiagramTextItem::setItemPaintStatus(ItemPaintStatus status)
     }
 }
 
-bool DiagramTextItem::isCanMove()
-{
+bool DiagramTextItem::isCanMove() {
     return paintStatus_ == PaintStatusEditing &&
            (textInteractionFlags() & Qt::TextEditorInteraction) == 0;
 }
 
-bool DiagramTextItem::contains(QPointF const&) const { return true; }
+bool DiagramTextItem::contains(QPointF const&) const {
+    return true;
+}
 
-QRectF DiagramTextItem::boundingRect() const
-{
+QRectF DiagramTextItem::boundingRect() const {
     return QGraphicsTextItem::boundingRect().adjusted(-5, -5, 5, 5);
 }
 
-QPainterPath DiagramTextItem::shape() const
-{
+QPainterPath DiagramTextItem::shape() const {
     QPainterPath path;
     path.addRect(QGraphicsTextItem::boundingRect());
     return path;
 }
 
-void DiagramTextItem::paint(QPainter* painter, QStyleOptionGraphicsItem const*, QWidget* widget)
-{
+void DiagramTextItem::paint(QPainter* painter, QStyleOptionGraphicsItem const*, QWidget* widget) {
     StyleInfo* style = StyleManager::instance()->getGraphicItemStyleInfo(this);
     if (style) {
         // Comparing first avoids a relayout on every paint.
@@ -68,8 +64,7 @@ void DiagramTextItem::paint(QPainter* painter, QStyleOptionGraphicsItem const*, 
     QGraphicsTextItem::paint(painter, &plain, widget);
 }
 
-void DiagramTextItem::mouseDoubleClickEvent(QGraphicsSceneMouseEvent* event)
-{
+void DiagramTextItem::mouseDoubleClickEvent(QGraphicsSceneMouseEvent* event) {
     paintStatus_ = PaintStatusEditing;
     setTextInteractionFlags(Qt::TextEditorInteraction);
     setFocus(Qt::OtherFocusReason);
@@ -78,24 +73,27 @@ void DiagramTextItem::mouseDoubleClickEvent(QGraphicsSceneMouseEvent* event)
     QGraphicsTextItem::mouseDoubleClickEvent(event);
 }
 
-void DiagramTextItem::mousePressEvent(QGraphicsSceneMouseEvent* event)
-{
+void DiagramTextItem::mousePressEvent(QGraphicsSceneMouseEvent* event) {
     event->accept();
     QGraphicsTextItem::mousePressEvent(event);
 }
 
-void DiagramTextItem::mouseMoveEvent(QGraphicsSceneMouseEvent* event)
-{
+void DiagramTextItem::mouseMoveEvent(QGraphicsSceneMouseEvent* event) {
     QGraphicsTextItem::mouseMoveEvent(event);
 }
 
-void DiagramTextItem::mouseReleaseEvent(QGraphicsSceneMouseEvent* event)
-{
+void DiagramTextItem::mouseReleaseEvent(QGraphicsSceneMouseEvent* event) {
     QGraphicsTextItem::mouseReleaseEvent(event);
 }
 
-void DiagramTextItem::focusInEvent(QFocusEvent* event) { QGraphicsTextItem::focusInEvent(event); }
+void DiagramTextItem::focusInEvent(QFocusEvent* event) {
+    QGraphicsTextItem::focusInEvent(event);
+}
 
-void DiagramTextItem::focusOutEvent(QFocusEvent* event) { QGraphicsTextItem::focusOutEvent(event); }
+void DiagramTextItem::focusOutEvent(QFocusEvent* event) {
+    QGraphicsTextItem::focusOutEvent(event);
+}
 
-void DiagramTextItem::dragMoveEvent(QGraphicsSceneDragDropEvent*) { qDebug() << "ddd"; }
+void DiagramTextItem::dragMoveEvent(QGraphicsSceneDragDropEvent*) {
+    qDebug() << "ddd";
+}

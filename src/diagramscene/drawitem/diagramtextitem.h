@@ -18,8 +18,7 @@ public:
     bool contains(QPointF const& point) const override;
     QRectF boundingRect() const override;
     QPainterPath shape() const override;
-    void paint(QPainter* painter, QStyleOptionGraphicsItem const* option,
-               QWidget* widget) override;
+    void paint(QPainter* painter, QStyleOptionGraphicsItem const* option, QWidget* widget) override;
 
 protected:
     void mouseDoubleClickEvent(QGraphicsSceneMouseEvent* event) override;

@@ -10,14 +10,12 @@ MagnifyingGlassGraphicsitem::MagnifyingGlassGraphicsitem() : QGraphicsItem(nullp
 
 MagnifyingGlassGraphicsitem::~MagnifyingGlassGraphicsitem() = default;
 
-bool MagnifyingGlassGraphicsitem::isChinese()
-{
+bool MagnifyingGlassGraphicsitem::isChinese() {
     return QLocale::system().name().toLower() == QLatin1String("zh_cn");
 }
 
 void MagnifyingGlassGraphicsitem::setPixmap(QPointF const& topLeft, QPoint const& viewPoint,
-                                            QPointF const& pixmapPoint, QPixmap const& piece)
-{
+                                            QPointF const& pixmapPoint, QPixmap const& piece) {
     prepareGeometryChange();
     DefualtBaseDate* base = DefualtBaseDate::instance();
     // The English texts need the wider panel.
@@ -28,8 +26,7 @@ void MagnifyingGlassGraphicsitem::setPixmap(QPointF const& topLeft, QPoint const
     pixmapPoint_ = pixmapPoint;
 }
 
-QString MagnifyingGlassGraphicsitem::infoText() const
-{
+QString MagnifyingGlassGraphicsitem::infoText() const {
     const bool chinese = isChinese();
     const QString label = chinese ? QStringLiteral("坐标: ") : QStringLiteral("POS:");
     const QString hint = chinese ? QStringLiteral("按住鼠标左键选择\n截图区域 ")
@@ -40,15 +37,16 @@ QString MagnifyingGlassGraphicsitem::infoText() const
            "\n" + "RGB:" + centre.name() + "\n" + hint;
 }
 
-QRectF MagnifyingGlassGraphicsitem::boundingRect() const
-{
+QRectF MagnifyingGlassGraphicsitem::boundingRect() const {
     return rect_.adjusted(-20, -20, 20, 20);
 }
 
-bool MagnifyingGlassGraphicsitem::contains(QPointF const&) const { return false; }
+bool MagnifyingGlassGraphicsitem::contains(QPointF const&) const {
+    return false;
+}
 
-void MagnifyingGlassGraphicsitem::paint(QPainter* painter, QStyleOptionGraphicsItem const*, QWidget*)
-{
+void MagnifyingGlassGraphicsitem::paint(QPainter* painter, QStyleOptionGraphicsItem const*,
+                                        QWidget*) {
     if (piece_.isNull())
         return;
     DefualtBaseDate* base = DefualtBaseDate::instance();

@@ -19,30 +19,35 @@ struct PixelCache {
     int block = -1;
     QImage result;
 };
-PixelCache& pixelCache()
-{
+PixelCache& pixelCache() {
     static PixelCache cache;
     return cache;
 }
 int liveItems = 0;
 } // namespace
 
-MosaicGraphicsItem::MosaicGraphicsItem() : QGraphicsItem(nullptr) { ++liveItems; }
+MosaicGraphicsItem::MosaicGraphicsItem() : QGraphicsItem(nullptr) {
+    ++liveItems;
+}
 
-MosaicGraphicsItem::~MosaicGraphicsItem()
-{
+MosaicGraphicsItem::~MosaicGraphicsItem() {
     if (--liveItems == 0)
         pixelCache() = PixelCache();
 }
 
-int MosaicGraphicsItem::blockSize() { return int(DefualtBaseDate::instance()->mosaicCell); }
+int MosaicGraphicsItem::blockSize() {
+    return int(DefualtBaseDate::instance()->mosaicCell);
+}
 
-QRectF MosaicGraphicsItem::boundingRect() const { return bounding_; }
+QRectF MosaicGraphicsItem::boundingRect() const {
+    return bounding_;
+}
 
-bool MosaicGraphicsItem::contains(QPointF const&) const { return false; }
+bool MosaicGraphicsItem::contains(QPointF const&) const {
+    return false;
+}
 
-void MosaicGraphicsItem::initPoint()
-{
+void MosaicGraphicsItem::initPoint() {
     prepareGeometryChange();
     const QRectF sr = scene()->sceneRect();
     bounding_ = sr;
@@ -50,8 +55,7 @@ void MosaicGraphicsItem::initPoint()
     maxCorner_ = sr.topLeft();
 }
 
-void MosaicGraphicsItem::setImage(QImage const& image)
-{
+void MosaicGraphicsItem::setImage(QImage const& image) {
     const QRect r = scene()->sceneRect().toRect();
     const int w = r.width(), h = r.height();
     const int rw = w % 4, rh = h % 4;
@@ -60,17 +64,16 @@ void MosaicGraphicsItem::setImage(QImage const& image)
     mosaic(sourceImage_);
 }
 
-void MosaicGraphicsItem::changePoint(QPointF const& p)
-{
+void MosaicGraphicsItem::changePoint(QPointF const& p) {
     prepareGeometryChange();
     points_.append(p);
 }
 
-void MosaicGraphicsItem::mosaic(QImage const& image)
-{
+void MosaicGraphicsItem::mosaic(QImage const& image) {
     const int block = blockSize();
     PixelCache& cache = pixelCache();
-    if (cache.block == block && !cache.source.isNull() && cache.source.cacheKey() == image.cacheKey()) {
+    if (cache.block == block && !cache.source.isNull() &&
+        cache.source.cacheKey() == image.cacheKey()) {
         mosaicImage_ = cache.result;
         return;
     }
@@ -80,13 +83,11 @@ void MosaicGraphicsItem::mosaic(QImage const& image)
     cache.result = mosaicImage_;
 }
 
-static inline quint32 blockValue(quint32 red, quint32 green, quint32 blue, quint32 n)
-{
+static inline quint32 blockValue(quint32 red, quint32 green, quint32 blue, quint32 n) {
     return ((red / n) << 16) + ((green / n) << 8) + blue / n;
 }
 
-QImage MosaicGraphicsItem::pixelatePerPixel(QImage const& image, int block)
-{
+QImage MosaicGraphicsItem::pixelatePerPixel(QImage const& image, int block) {
     QImage out = image.copy();
     if (block <= 0)
         return out;
@@ -115,8 +116,7 @@ QImage MosaicGraphicsItem::pixelatePerPixel(QImage const& image, int block)
     return out;
 }
 
-QImage MosaicGraphicsItem::pixelate(QImage const& image, int block)
-{
+QImage MosaicGraphicsItem::pixelate(QImage const& image, int block) {
     const QImage::Format format = image.format();
     if (format != QImage::Format_RGB32 && format != QImage::Format_ARGB32)
         return pixelatePerPixel(image, block);
@@ -130,8 +130,8 @@ QImage MosaicGraphicsItem::pixelate(QImage const& image, int block)
     const quint32 alphaMask = format == QImage::Format_RGB32 ? 0xff000000u : 0u;
     const quint32 n = quint32(block) * quint32(block);
     const int span = cols * block;
-    std::vector<quint32> red(size_t(cols)), green(size_t(cols)), blue(size_t(cols));
-    std::vector<quint32> fill(size_t(span));
+    std::vector<quint32> red(static_cast<size_t>(cols)), green(red), blue(red);
+    std::vector<quint32> fill(static_cast<size_t>(span));
     for (int k = 0; k < rows; ++k) {
         std::fill(red.begin(), red.end(), 0u);
         std::fill(green.begin(), green.end(), 0u);
@@ -153,7 +153,8 @@ QImage MosaicGraphicsItem::pixelate(QImage const& image, int block)
             }
         }
         for (int j = 0; j < cols; ++j) {
-            const quint32 value = blockValue(red[size_t(j)], green[size_t(j)], blue[size_t(j)], n) | alphaMask;
+            const quint32 value =
+                blockValue(red[size_t(j)], green[size_t(j)], blue[size_t(j)], n) | alphaMask;
             std::fill_n(fill.begin() + j * block, block, value);
         }
         for (int y = k * block; y < k * block + block; ++y)
@@ -162,8 +163,7 @@ QImage MosaicGraphicsItem::pixelate(QImage const& image, int block)
     return out;
 }
 
-void MosaicGraphicsItem::paint(QPainter* painter, QStyleOptionGraphicsItem const*, QWidget*)
-{
+void MosaicGraphicsItem::paint(QPainter* painter, QStyleOptionGraphicsItem const*, QWidget*) {
     if (points_.isEmpty() || !scene() || scene()->views().isEmpty())
         return;
     StyleManager* manager = StyleManager::instance();
@@ -179,18 +179,15 @@ void MosaicGraphicsItem::paint(QPainter* painter, QStyleOptionGraphicsItem const
     }
 }
 
-QPointF MosaicGraphicsItem::maxPoint1(QPointF const& a, QPointF const& b)
-{
+QPointF MosaicGraphicsItem::maxPoint1(QPointF const& a, QPointF const& b) {
     return QPointF(std::max(a.x(), b.x()), std::max(a.y(), b.y()));
 }
 
-QPointF MosaicGraphicsItem::minPoint1(QPointF const& a, QPointF const& b)
-{
+QPointF MosaicGraphicsItem::minPoint1(QPointF const& a, QPointF const& b) {
     return QPointF(std::min(a.x(), b.x()), std::min(a.y(), b.y()));
 }
 
-void MosaicGraphicsItem::computeMeans(QImage const& image, long& red, long& green, long& blue)
-{
+void MosaicGraphicsItem::computeMeans(QImage const& image, long& red, long& green, long& blue) {
     red = green = blue = 0;
     for (int y = 0; y < image.height(); ++y) {
         for (int x = 0; x < image.width(); ++x) {
@@ -208,8 +205,7 @@ void MosaicGraphicsItem::computeMeans(QImage const& image, long& red, long& gree
     blue = long(qint64(blue) / n);
 }
 
-QImage MosaicGraphicsItem::adaptImage(QImage const& a, QImage const& b)
-{
+QImage MosaicGraphicsItem::adaptImage(QImage const& a, QImage const& b) {
     long rb, gb, bb, ra, ga, ba;
     computeMeans(b, rb, gb, bb);
     computeMeans(a, ra, ga, ba);
@@ -220,7 +216,8 @@ QImage MosaicGraphicsItem::adaptImage(QImage const& a, QImage const& b)
             const long r = std::clamp(long(qRed(v)) + rb - ra, 0L, 255L);
             const long bl = std::clamp(long(qBlue(v)) + bb - ba, 0L, 255L);
             // Green is left as it is, although its means are known.
-            out.setPixel(x, y, 0xFF000000u | quint32(r << 16) | quint32(qGreen(v) << 8) | quint32(bl));
+            out.setPixel(x, y,
+                         0xFF000000u | quint32(r << 16) | quint32(qGreen(v) << 8) | quint32(bl));
         }
     }
     return out;

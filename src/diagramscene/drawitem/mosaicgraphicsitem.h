@@ -15,8 +15,7 @@ public:
 
     QRectF boundingRect() const override;
     bool contains(QPointF const& point) const override;
-    void paint(QPainter* painter, QStyleOptionGraphicsItem const* option,
-               QWidget* widget) override;
+    void paint(QPainter* painter, QStyleOptionGraphicsItem const* option, QWidget* widget) override;
 
     void initPoint();
     void setImage(QImage const& image);

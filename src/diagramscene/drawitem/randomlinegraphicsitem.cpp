@@ -8,29 +8,23 @@
 #include <algorithm>
 
 RandomLineGraphicsItem::RandomLineGraphicsItem()
-    : QGraphicsItem(nullptr), paintStatus_(PaintStatusCreating)
-{
-}
+    : QGraphicsItem(nullptr), paintStatus_(PaintStatusCreating) {}
 
-void RandomLineGraphicsItem::changePoint(QPointF const& p)
-{
+void RandomLineGraphicsItem::changePoint(QPointF const& p) {
     prepareGeometryChange();
     points_.append(p);
 }
 
-void RandomLineGraphicsItem::setItemPaintStatus(ItemPaintStatus status)
-{
+void RandomLineGraphicsItem::setItemPaintStatus(ItemPaintStatus status) {
     prepareGeometryChange();
     paintStatus_ = status;
 }
 
-QRectF RandomLineGraphicsItem::boundingRect() const
-{
+QRectF RandomLineGraphicsItem::boundingRect() const {
     return scene() ? scene()->sceneRect() : QRectF();
 }
 
-bool RandomLineGraphicsItem::contains(QPointF const& point) const
-{
+bool RandomLineGraphicsItem::contains(QPointF const& point) const {
     StyleInfo* style = StyleManager::instance()->getGraphicItemStyleInfo(this);
     const int w = style ? style->width : 0;
     const int h = w / 2;
@@ -42,8 +36,7 @@ bool RandomLineGraphicsItem::contains(QPointF const& point) const
     return false;
 }
 
-void RandomLineGraphicsItem::paint(QPainter* painter, QStyleOptionGraphicsItem const*, QWidget*)
-{
+void RandomLineGraphicsItem::paint(QPainter* painter, QStyleOptionGraphicsItem const*, QWidget*) {
     StyleInfo* style = StyleManager::instance()->getGraphicItemStyleInfo(this);
     if (!style || points_.size() < 2)
         return;
@@ -65,14 +58,12 @@ void RandomLineGraphicsItem::paint(QPainter* painter, QStyleOptionGraphicsItem c
     }
 }
 
-void RandomLineGraphicsItem::mousePressEvent(QGraphicsSceneMouseEvent* event)
-{
+void RandomLineGraphicsItem::mousePressEvent(QGraphicsSceneMouseEvent* event) {
     pressPoint_ = event->scenePos();
     lastPoint_ = pressPoint_;
 }
 
-void RandomLineGraphicsItem::mouseMoveEvent(QGraphicsSceneMouseEvent* event)
-{
+void RandomLineGraphicsItem::mouseMoveEvent(QGraphicsSceneMouseEvent* event) {
     currentPoint_ = event->scenePos();
     if (paintStatus_ != PaintStatusEditing)
         return;
@@ -84,17 +75,14 @@ void RandomLineGraphicsItem::mouseMoveEvent(QGraphicsSceneMouseEvent* event)
         p += d;
 }
 
-void RandomLineGraphicsItem::mouseReleaseEvent(QGraphicsSceneMouseEvent* event)
-{
+void RandomLineGraphicsItem::mouseReleaseEvent(QGraphicsSceneMouseEvent* event) {
     currentPoint_ = event->scenePos();
 }
 
-QPointF RandomLineGraphicsItem::maxPoint1(QPointF const& a, QPointF const& b)
-{
+QPointF RandomLineGraphicsItem::maxPoint1(QPointF const& a, QPointF const& b) {
     return QPointF(std::max(a.x(), b.x()), std::max(a.y(), b.y()));
 }
 
-QPointF RandomLineGraphicsItem::minPoint1(QPointF const& a, QPointF const& b)
-{
+QPointF RandomLineGraphicsItem::minPoint1(QPointF const& a, QPointF const& b) {
     return QPointF(std::min(a.x(), b.x()), std::min(a.y(), b.y()));
 }

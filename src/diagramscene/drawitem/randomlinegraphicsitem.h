@@ -13,8 +13,7 @@ public:
 
     QRectF boundingRect() const override;
     bool contains(QPointF const& point) const override;
-    void paint(QPainter* painter, QStyleOptionGraphicsItem const* option,
-               QWidget* widget) override;
+    void paint(QPainter* painter, QStyleOptionGraphicsItem const* option, QWidget* widget) override;
 
     void changePoint(QPointF const& p);
     void setItemPaintStatus(ItemPaintStatus status);

@@ -10,12 +10,9 @@
 RectangleGraphicsItem::RectangleGraphicsItem()
     : randomColor_(int(QRandomGenerator::global()->bounded(256)),
                    int(QRandomGenerator::global()->bounded(256)),
-                   int(QRandomGenerator::global()->bounded(256)), 255)
-{
-}
+                   int(QRandomGenerator::global()->bounded(256)), 255) {}
 
-bool RectangleGraphicsItem::contains(QPointF const& point) const
-{
+bool RectangleGraphicsItem::contains(QPointF const& point) const {
     StyleInfo* style = StyleManager::instance()->getGraphicItemStyleInfo(this);
     const double t = (style ? style->width : 0) * DefualtBaseDate::instance()->scale;
     if (outlineOuterRect(rect_, t).contains(point) && !outlineInnerRect(rect_, t).contains(point))
@@ -23,8 +20,7 @@ bool RectangleGraphicsItem::contains(QPointF const& point) const
     return isCanEdit(point);
 }
 
-void RectangleGraphicsItem::customPaint(QPainter* painter, QRectF const& rect)
-{
+void RectangleGraphicsItem::customPaint(QPainter* painter, QRectF const& rect) {
     StyleInfo* style = StyleManager::instance()->getGraphicItemStyleInfo(this);
     if (!style)
         return;

@@ -11,8 +11,7 @@
 #include <QPainter>
 #include <algorithm>
 
-QRect roundedRect(QRectF const& r)
-{
+QRect roundedRect(QRectF const& r) {
     const int left = qRound(r.x()), top = qRound(r.y());
     const int right = qRound(r.x() + r.width()) - 1, bottom = qRound(r.y() + r.height()) - 1;
     return QRect(QPoint(left, top), QPoint(right, bottom));
@@ -22,31 +21,27 @@ ScreenShotGraphicsItem::ScreenShotGraphicsItem()
     : verticalRatio_(1), horizontalRatio_(1),
       glassWidth_(int(DefualtBaseDate::instance()->magnifierWidth + 10)),
       glassHeight_(int(DefualtBaseDate::instance()->magnifierHeight)), showSize_(false),
-      screenPixmap_(nullptr), glass_(nullptr)
-{
+      screenPixmap_(nullptr), glass_(nullptr) {
     dragMode_ = 1;
     confineToScene_ = true;
 }
 
 ScreenShotGraphicsItem::~ScreenShotGraphicsItem() = default;
 
-QGraphicsView* ScreenShotGraphicsItem::firstView() const
-{
+QGraphicsView* ScreenShotGraphicsItem::firstView() const {
     if (!scene() || scene()->views().isEmpty())
         return nullptr;
     return scene()->views().first();
 }
 
-void ScreenShotGraphicsItem::setScreenRect(QRect const& rect)
-{
+void ScreenShotGraphicsItem::setScreenRect(QRect const& rect) {
     screenRect_ = rect;
     const QRectF sr = scene() ? scene()->sceneRect() : QRectF();
-    glassBounds_ = QRectF(sr.x() + 10, sr.y(), sr.width() - 10 - glassWidth_,
-                          sr.height() - glassHeight_);
+    glassBounds_ =
+        QRectF(sr.x() + 10, sr.y(), sr.width() - 10 - glassWidth_, sr.height() - glassHeight_);
 }
 
-void ScreenShotGraphicsItem::setScreenPixmap(QPixmap* pixmap)
-{
+void ScreenShotGraphicsItem::setScreenPixmap(QPixmap* pixmap) {
     screenPixmap_ = pixmap;
     if (!pixmap) {
         verticalRatio_ = horizontalRatio_ = 1;
@@ -57,28 +52,24 @@ void ScreenShotGraphicsItem::setScreenPixmap(QPixmap* pixmap)
     horizontalRatio_ = screenRect_.width() ? pixmap->width() / screenRect_.width() : 0;
 }
 
-QPixmap ScreenShotGraphicsItem::getPixmap()
-{
+QPixmap ScreenShotGraphicsItem::getPixmap() {
     if (!screenPixmap_)
         return QPixmap();
     return screenPixmap_->copy(roundedRect(sourceRect_));
 }
 
-void ScreenShotGraphicsItem::setShowSize(bool show)
-{
+void ScreenShotGraphicsItem::setShowSize(bool show) {
     if (show == showSize_)
         return;
     prepareGeometryChange();
     showSize_ = show;
 }
 
-void ScreenShotGraphicsItem::setMagnifyingGlassItem(MagnifyingGlassGraphicsitem* item)
-{
+void ScreenShotGraphicsItem::setMagnifyingGlassItem(MagnifyingGlassGraphicsitem* item) {
     glass_ = item;
 }
 
-void ScreenShotGraphicsItem::setMagnifyingGlassPosition(QPointF const& pos, bool)
-{
+void ScreenShotGraphicsItem::setMagnifyingGlassPosition(QPointF const& pos, bool) {
     QGraphicsView* view = firstView();
     if (!view) {
         qDebug() << "no view available";
@@ -90,8 +81,7 @@ void ScreenShotGraphicsItem::setMagnifyingGlassPosition(QPointF const& pos, bool
 }
 
 void ScreenShotGraphicsItem::placeMagnifier(QPointF const& cursor, QPoint const& viewPoint,
-                                            QPointF const& pixmapPoint)
-{
+                                            QPointF const& pixmapPoint) {
     QPointF glassPos(cursor.x() - glassWidth_, cursor.y() + 10);
     adjustPoint(glassPos, cursor);
     if (!screenPixmap_ || !glass_)
@@ -101,8 +91,7 @@ void ScreenShotGraphicsItem::placeMagnifier(QPointF const& cursor, QPoint const&
     glass_->setPixmap(glassPos, viewPoint, pixmapPoint, piece);
 }
 
-void ScreenShotGraphicsItem::adjustPoint(QPointF& glassPos, QPointF const& cursor)
-{
+void ScreenShotGraphicsItem::adjustPoint(QPointF& glassPos, QPointF const& cursor) {
     const QRectF& b = glassBounds_;
     if (glassPos.x() < b.left())
         glassPos.rx() += glassWidth_ + 10;
@@ -116,8 +105,7 @@ void ScreenShotGraphicsItem::adjustPoint(QPointF& glassPos, QPointF const& curso
         glassPos.setX(cursor.x() + 10);
 }
 
-int ScreenShotGraphicsItem::showMouseStyle(QPointF const& pos)
-{
+int ScreenShotGraphicsItem::showMouseStyle(QPointF const& pos) {
     static const Qt::CursorShape shapes[8] = {
         Qt::SizeFDiagCursor, Qt::SizeHorCursor, Qt::SizeBDiagCursor, Qt::SizeVerCursor,
         Qt::SizeFDiagCursor, Qt::SizeHorCursor, Qt::SizeBDiagCursor, Qt::SizeVerCursor};
@@ -130,16 +118,14 @@ int ScreenShotGraphicsItem::showMouseStyle(QPointF const& pos)
     return Qt::ArrowCursor;
 }
 
-QRectF ScreenShotGraphicsItem::boundingRect() const
-{
+QRectF ScreenShotGraphicsItem::boundingRect() const {
     QRectF r = ShapeBaseGraphicsItem::boundingRect();
     r.setTop(r.top() - 100);
     r.setWidth(std::max(r.width(), 300.0));
     return r;
 }
 
-void ScreenShotGraphicsItem::customPaint(QPainter* painter, QRectF const& r)
-{
+void ScreenShotGraphicsItem::customPaint(QPainter* painter, QRectF const& r) {
     painter->setPen(StyleManager::instance()->selectionPen);
     QGraphicsView* view = firstView();
     int vx = 0, vy = 0, vr = -1, vb = -1;
@@ -205,20 +191,17 @@ void ScreenShotGraphicsItem::customPaint(QPainter* painter, QRectF const& r)
     placeMagnifier(p, v, q);
 }
 
-void ScreenShotGraphicsItem::mousePressEvent(QGraphicsSceneMouseEvent* event)
-{
+void ScreenShotGraphicsItem::mousePressEvent(QGraphicsSceneMouseEvent* event) {
     ShapeBaseGraphicsItem::mousePressEvent(event);
     if (dragMode_ != 1 && glass_)
         glass_->show();
 }
 
-void ScreenShotGraphicsItem::mouseMoveEvent(QGraphicsSceneMouseEvent* event)
-{
+void ScreenShotGraphicsItem::mouseMoveEvent(QGraphicsSceneMouseEvent* event) {
     ShapeBaseGraphicsItem::mouseMoveEvent(event);
 }
 
-void ScreenShotGraphicsItem::mouseReleaseEvent(QGraphicsSceneMouseEvent* event)
-{
+void ScreenShotGraphicsItem::mouseReleaseEvent(QGraphicsSceneMouseEvent* event) {
     ShapeBaseGraphicsItem::mouseReleaseEvent(event);
     if (glass_ && paintStatus_ != PaintStatusCreating)
         glass_->setVisible(false);

@@ -6,25 +6,27 @@
 
 ScreenShotSizeGraphicitem::ScreenShotSizeGraphicitem() : QGraphicsItem(nullptr) {}
 
-void ScreenShotSizeGraphicitem::setShowSizeString(QPointF const& topLeft, QString const& text)
-{
+void ScreenShotSizeGraphicitem::setShowSizeString(QPointF const& topLeft, QString const& text) {
     prepareGeometryChange();
     DefualtBaseDate* base = DefualtBaseDate::instance();
     rect_ = QRectF(topLeft.x(), topLeft.y(), base->sizeBoxWidth, base->sizeBoxHeight);
     text_ = text;
 }
 
-QRectF ScreenShotSizeGraphicitem::boundingRect() const { return rect_; }
+QRectF ScreenShotSizeGraphicitem::boundingRect() const {
+    return rect_;
+}
 
-bool ScreenShotSizeGraphicitem::contains(QPointF const&) const { return false; }
+bool ScreenShotSizeGraphicitem::contains(QPointF const&) const {
+    return false;
+}
 
-void ScreenShotSizeGraphicitem::paint(QPainter* painter, QStyleOptionGraphicsItem const*, QWidget*)
-{
+void ScreenShotSizeGraphicitem::paint(QPainter* painter, QStyleOptionGraphicsItem const*,
+                                      QWidget*) {
     paintSizeBox(painter, rect_, 5, text_);
 }
 
-void paintSizeBox(QPainter* painter, QRectF const& box, double roundness, QString const& text)
-{
+void paintSizeBox(QPainter* painter, QRectF const& box, double roundness, QString const& text) {
     QColor dark(0, 0, 0, 200);
     QPen pen(dark);
     pen.setCapStyle(Qt::RoundCap);

@@ -12,8 +12,7 @@ public:
     void setShowSizeString(QPointF const& topLeft, QString const& text);
     QRectF boundingRect() const override;
     bool contains(QPointF const& point) const override;
-    void paint(QPainter* painter, QStyleOptionGraphicsItem const* option,
-               QWidget* widget) override;
+    void paint(QPainter* painter, QStyleOptionGraphicsItem const* option, QWidget* widget) override;
     QString text() const { return text_; }
 
 private:

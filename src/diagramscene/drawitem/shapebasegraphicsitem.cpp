@@ -10,39 +10,32 @@
 
 ShapeBaseGraphicsItem::ShapeBaseGraphicsItem()
     : QGraphicsItem(nullptr), direction_(DirectionNone), dragMode_(1),
-      paintStatus_(PaintStatusCreating), confineToScene_(false)
-{
-}
+      paintStatus_(PaintStatusCreating), confineToScene_(false) {}
 
 ShapeBaseGraphicsItem::~ShapeBaseGraphicsItem() = default;
 
-double ShapeBaseGraphicsItem::handleDiameter() const
-{
+double ShapeBaseGraphicsItem::handleDiameter() const {
     return DefualtBaseDate::instance()->handleSize;
 }
 
-QRectF ShapeBaseGraphicsItem::boundingRect() const
-{
+QRectF ShapeBaseGraphicsItem::boundingRect() const {
     const double d = handleDiameter();
     return QRectF(rect_.x() - d / 2, rect_.y() - d / 2, rect_.width() + d, rect_.height() + d);
 }
 
-QPainterPath ShapeBaseGraphicsItem::shape() const
-{
+QPainterPath ShapeBaseGraphicsItem::shape() const {
     QPainterPath path;
     path.addRect(boundingRect());
     return path;
 }
 
-bool ShapeBaseGraphicsItem::contains(QPointF const& point) const
-{
+bool ShapeBaseGraphicsItem::contains(QPointF const& point) const {
     return boundingRect().contains(point);
 }
 
 void ShapeBaseGraphicsItem::customPaint(QPainter*, QRectF const&) {}
 
-void ShapeBaseGraphicsItem::handlePoints(QRectF const& r, QPointF out[8])
-{
+void ShapeBaseGraphicsItem::handlePoints(QRectF const& r, QPointF out[8]) {
     const double x = r.x(), y = r.y(), w = r.width(), h = r.height();
     out[0] = {x, y};
     out[1] = {x, y + h / 2};
@@ -54,8 +47,7 @@ void ShapeBaseGraphicsItem::handlePoints(QRectF const& r, QPointF out[8])
     out[7] = {x + w / 2, y};
 }
 
-void ShapeBaseGraphicsItem::paint(QPainter* painter, QStyleOptionGraphicsItem const*, QWidget*)
-{
+void ShapeBaseGraphicsItem::paint(QPainter* painter, QStyleOptionGraphicsItem const*, QWidget*) {
     customPaint(painter, rect_);
     StyleManager* manager = StyleManager::instance();
     painter->setPen(manager->handlePen);
@@ -69,21 +61,18 @@ void ShapeBaseGraphicsItem::paint(QPainter* painter, QStyleOptionGraphicsItem co
         painter->drawEllipse(QRect(int(p.x() - d / 2), int(p.y() - d / 2), int(d), int(d)));
 }
 
-void ShapeBaseGraphicsItem::setRect(QRectF const& rect)
-{
+void ShapeBaseGraphicsItem::setRect(QRectF const& rect) {
     prepareGeometryChange();
     rect_ = rect;
     refreshDirectionMap();
 }
 
-void ShapeBaseGraphicsItem::setItemPaintStatus(ItemPaintStatus status)
-{
+void ShapeBaseGraphicsItem::setItemPaintStatus(ItemPaintStatus status) {
     prepareGeometryChange();
     paintStatus_ = status;
 }
 
-void ShapeBaseGraphicsItem::refreshDirectionMap()
-{
+void ShapeBaseGraphicsItem::refreshDirectionMap() {
     const double d = handleDiameter();
     QPointF points[8];
     handlePoints(rect_, points);
@@ -97,8 +86,7 @@ void ShapeBaseGraphicsItem::refreshDirectionMap()
     }
 }
 
-IremDirection ShapeBaseGraphicsItem::getDirection(QPointF const& p) const
-{
+IremDirection ShapeBaseGraphicsItem::getDirection(QPointF const& p) const {
     // Keyed by address, so the map walks the handles in field order.
     for (auto it = directionMap_.constBegin(); it != directionMap_.constEnd(); ++it) {
         if (it.key()->contains(p))
@@ -107,8 +95,7 @@ IremDirection ShapeBaseGraphicsItem::getDirection(QPointF const& p) const
     return DirectionNone;
 }
 
-void ShapeBaseGraphicsItem::determineDirection(QPointF const& c)
-{
+void ShapeBaseGraphicsItem::determineDirection(QPointF const& c) {
     const QPointF a = anchor_;
     switch (direction_) {
     case DirectionTop:
@@ -139,15 +126,13 @@ void ShapeBaseGraphicsItem::determineDirection(QPointF const& c)
     }
 }
 
-bool ShapeBaseGraphicsItem::isContains(QPointF const& p) const
-{
+bool ShapeBaseGraphicsItem::isContains(QPointF const& p) const {
     const double d = handleDiameter();
     QRectF grown = rect_.adjusted(-d / 2, -d / 2, d / 2, d / 2);
     return grown.contains(p) || getDirection(p) != DirectionNone;
 }
 
-bool ShapeBaseGraphicsItem::isCanEdit(QPointF const& p) const
-{
+bool ShapeBaseGraphicsItem::isCanEdit(QPointF const& p) const {
     if (paintStatus_ != PaintStatusEditing)
         return false;
     for (QRectF const& h : handles_) {
@@ -157,8 +142,7 @@ bool ShapeBaseGraphicsItem::isCanEdit(QPointF const& p) const
     return false;
 }
 
-void ShapeBaseGraphicsItem::mousePressEvent(QGraphicsSceneMouseEvent* event)
-{
+void ShapeBaseGraphicsItem::mousePressEvent(QGraphicsSceneMouseEvent* event) {
     anchor_ = event->scenePos();
     switch (paintStatus_) {
     case PaintStatusCreating:
@@ -196,8 +180,7 @@ void ShapeBaseGraphicsItem::mousePressEvent(QGraphicsSceneMouseEvent* event)
     dragMode_ = 2;
 }
 
-void ShapeBaseGraphicsItem::mouseMoveEvent(QGraphicsSceneMouseEvent* event)
-{
+void ShapeBaseGraphicsItem::mouseMoveEvent(QGraphicsSceneMouseEvent* event) {
     cursor_ = event->scenePos();
     switch (paintStatus_) {
     case PaintStatusCreating:
@@ -256,8 +239,7 @@ void ShapeBaseGraphicsItem::mouseMoveEvent(QGraphicsSceneMouseEvent* event)
     }
 }
 
-void ShapeBaseGraphicsItem::mouseReleaseEvent(QGraphicsSceneMouseEvent* event)
-{
+void ShapeBaseGraphicsItem::mouseReleaseEvent(QGraphicsSceneMouseEvent* event) {
     if (paintStatus_ == PaintStatusCreating) {
         paintStatus_ = PaintStatusEditing;
         return;
@@ -267,13 +249,11 @@ void ShapeBaseGraphicsItem::mouseReleaseEvent(QGraphicsSceneMouseEvent* event)
     QGraphicsItem::mouseReleaseEvent(event);
 }
 
-QRectF outlineOuterRect(QRectF const& r, double t)
-{
+QRectF outlineOuterRect(QRectF const& r, double t) {
     return QRectF(r.x() - t / 2, r.y() - t / 2, r.width() + t, r.height() + t);
 }
 
-QRectF outlineInnerRect(QRectF const& r, double t)
-{
+QRectF outlineInnerRect(QRectF const& r, double t) {
     return QRectF(r.x() + t / 2, r.y() + t / 2, std::max(r.width() - t, 0.0),
                   std::max(r.height() - t, 0.0));
 }

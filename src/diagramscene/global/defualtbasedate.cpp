@@ -6,10 +6,11 @@
 
 DefualtBaseDate* DefualtBaseDate::baseDate = nullptr;
 
-static QSize scaled(double s, double w, double h) { return QSize(int(w * s), int(h * s)); }
+static QSize scaled(double s, double w, double h) {
+    return QSize(int(w * s), int(h * s));
+}
 
-DefualtBaseDate::DefualtBaseDate(QObject* parent) : QObject(parent), referenceSize(2560, 1600)
-{
+DefualtBaseDate::DefualtBaseDate(QObject* parent) : QObject(parent), referenceSize(2560, 1600) {
     QSize screen(referenceSize);
     if (QScreen* primary = QGuiApplication::primaryScreen())
         screen = primary->size();
@@ -41,8 +42,7 @@ DefualtBaseDate::DefualtBaseDate(QObject* parent) : QObject(parent), referenceSi
     sizeBoxHeight = 20 * s;
 }
 
-DefualtBaseDate* DefualtBaseDate::instance()
-{
+DefualtBaseDate* DefualtBaseDate::instance() {
     if (!baseDate)
         baseDate = new DefualtBaseDate(nullptr);
     return baseDate;

@@ -16,8 +16,7 @@
 
 StyleManager* StyleManager::manager = nullptr;
 
-StyleManager* StyleManager::instance()
-{
+StyleManager* StyleManager::instance() {
     if (!manager)
         manager = new StyleManager(nullptr);
     return manager;
@@ -25,8 +24,7 @@ StyleManager* StyleManager::instance()
 
 StyleManager::StyleManager(QObject* parent)
     : QObject(parent), mosaicMultiplier(3), textFlag(false), selectDoneFlag(false),
-      thirdFlag(false), drawingShape(PaintShapesNone), currentItem(nullptr), popupPos(0, 0)
-{
+      thirdFlag(false), drawingShape(PaintShapesNone), currentItem(nullptr), popupPos(0, 0) {
     qRegisterMetaType<StyleInfo>("StyleInfo");
     qRegisterMetaType<PaintShape>("PaintShape");
 
@@ -62,8 +60,7 @@ StyleManager::StyleManager(QObject* parent)
     handleBrush = QBrush(Qt::white, Qt::SolidPattern);
 }
 
-StyleManager::~StyleManager()
-{
+StyleManager::~StyleManager() {
     qDeleteAll(widgetList);
     widgetList.clear();
     widgetMap.clear();
@@ -75,8 +72,7 @@ StyleManager::~StyleManager()
     qDebug() << "~StyleManager";
 }
 
-QGraphicsItem* StyleManager::createItem()
-{
+QGraphicsItem* StyleManager::createItem() {
     auto* info = new StyleInfo;
     auto styleOf = [this](PaintShape shape) -> StyleInfo {
         QWidget* w = widgetMap.value(shape);
@@ -133,8 +129,7 @@ QGraphicsItem* StyleManager::createItem()
     return currentItem;
 }
 
-void StyleManager::removeItem(QGraphicsItem* item)
-{
+void StyleManager::removeItem(QGraphicsItem* item) {
     if (item == currentItem)
         currentItem = nullptr;
     StyleInfo* info = styleMap.value(item, nullptr);
@@ -150,16 +145,14 @@ void StyleManager::removeItem(QGraphicsItem* item)
     delete info;
 }
 
-void StyleManager::undo()
-{
+void StyleManager::undo() {
     if (itemList.isEmpty())
         return;
     removeItem(itemList.last());
 }
 
 void StyleManager::setItemStatusByShape(QGraphicsItem* item, ItemPaintStatus status,
-                                        bool includePen)
-{
+                                        bool includePen) {
     if (!item)
         return;
     switch (getItemShape(item)) {
@@ -183,15 +176,13 @@ void StyleManager::setItemStatusByShape(QGraphicsItem* item, ItemPaintStatus sta
     }
 }
 
-void StyleManager::cleanSelectedItem()
-{
+void StyleManager::cleanSelectedItem() {
     if (currentItem)
         setItemStatusByShape(currentItem, PaintStatusFinished);
     currentItem = nullptr;
 }
 
-void StyleManager::cleanAllItem()
-{
+void StyleManager::cleanAllItem() {
     drawingShape = PaintShapesNone;
     currentItem = nullptr;
     for (auto it = styleMap.begin(); it != styleMap.end(); ++it) {
@@ -203,8 +194,7 @@ void StyleManager::cleanAllItem()
     shapeMap.clear();
 }
 
-void StyleManager::setCurrentItem(QGraphicsItem* item)
-{
+void StyleManager::setCurrentItem(QGraphicsItem* item) {
     qDebug() << "current changed to " << item;
     currentItem = item;
     if (!item)
@@ -215,20 +205,24 @@ void StyleManager::setCurrentItem(QGraphicsItem* item)
     emit sigShapeChange(shape);
 }
 
-QGraphicsItem* StyleManager::getCurrentItem() { return currentItem; }
+QGraphicsItem* StyleManager::getCurrentItem() {
+    return currentItem;
+}
 
-PaintShape StyleManager::getCurrentItemShape() { return getItemShape(getCurrentItem()); }
+PaintShape StyleManager::getCurrentItemShape() {
+    return getItemShape(getCurrentItem());
+}
 
-PaintShape StyleManager::getCurrentDrawingShape() { return drawingShape; }
+PaintShape StyleManager::getCurrentDrawingShape() {
+    return drawingShape;
+}
 
-void StyleManager::currentDrawingShape(PaintShape shape)
-{
+void StyleManager::currentDrawingShape(PaintShape shape) {
     drawingShape = shape;
     cleanSelectedItem();
 }
 
-PaintShape StyleManager::getItemShape(QGraphicsItem* item)
-{
+PaintShape StyleManager::getItemShape(QGraphicsItem* item) {
     if (!item)
         return PaintShapesNone;
     auto it = shapeMap.find(item);
@@ -237,16 +231,14 @@ PaintShape StyleManager::getItemShape(QGraphicsItem* item)
     return it.value();
 }
 
-StyleInfo* StyleManager::getGraphicItemStyleInfo(QGraphicsItem const* item)
-{
+StyleInfo* StyleManager::getGraphicItemStyleInfo(QGraphicsItem const* item) {
     auto it = styleMap.find(item);
     if (it == styleMap.end())
         it = styleMap.insert(item, nullptr);
     return it.value();
 }
 
-PaintOperate StyleManager::getPaintOperate(QGraphicsItem* item)
-{
+PaintOperate StyleManager::getPaintOperate(QGraphicsItem* item) {
     if (!item || !itemList.contains(item))
         return CreateNewOperate;
     if (item == currentItem)
@@ -258,30 +250,35 @@ PaintOperate StyleManager::getPaintOperate(QGraphicsItem* item)
     return EditOperate;
 }
 
-bool StyleManager::containsItem(QGraphicsItem* item) { return item && itemList.contains(item); }
+bool StyleManager::containsItem(QGraphicsItem* item) {
+    return item && itemList.contains(item);
+}
 
-QGraphicsItem* StyleManager::getLastItem() { return itemList.isEmpty() ? nullptr : itemList.last(); }
+QGraphicsItem* StyleManager::getLastItem() {
+    return itemList.isEmpty() ? nullptr : itemList.last();
+}
 
-QList<QGraphicsItem*> StyleManager::getAllItem() { return itemList; }
+QList<QGraphicsItem*> StyleManager::getAllItem() {
+    return itemList;
+}
 
-QList<QWidget*> StyleManager::getAllWidget() { return widgetList; }
+QList<QWidget*> StyleManager::getAllWidget() {
+    return widgetList;
+}
 
-void StyleManager::setMainWindowList(QList<MainWindow*>& list)
-{
+void StyleManager::setMainWindowList(QList<MainWindow*>& list) {
     if (&list != &windowList)
         windowList = list;
 }
 
-void StyleManager::updateDynamicRect(MainWindow* window)
-{
+void StyleManager::updateDynamicRect(MainWindow* window) {
     for (MainWindow* w : windowList) {
         if (w != window)
             w->setDynamicRect(QRect());
     }
 }
 
-void StyleManager::show(QPoint const& pos, PaintShape shape)
-{
+void StyleManager::show(QPoint const& pos, PaintShape shape) {
     drawingShape = shape;
     popupPos = pos;
     auto it = widgetMap.find(shape);
@@ -298,8 +295,7 @@ void StyleManager::show(QPoint const& pos, PaintShape shape)
     }
 }
 
-void StyleManager::slotChange(StyleInfo info)
-{
+void StyleManager::slotChange(StyleInfo info) {
     if (!currentItem)
         return;
     auto it = styleMap.find(currentItem);

@@ -1,0 +1,193 @@
+#include "diagrambasescene.h"
+
+#include "magnifyingglassgraphicsitem.h"
+#include "mainwindow.h"
+#include "screenshotgraphicsitem.h"
+#include "stylemanager.h"
+
+#include <QCursor>
+#include <QGraphicsSceneMouseEvent>
+#include <QGraphicsView>
+#include <QPainterPath>
+
+DiagramBaseScene::DiagramBaseScene(QObject* parent)
+    : QGraphicsScene(parent), screenShotItem_(new ScreenShotGraphicsItem()), window_(nullptr),
+      selectStatus_(0), mouseStatus_(0), pixmapReady_(false), dynamicRect_(),
+      glassItem_(new MagnifyingGlassGraphicsitem()) {
+    // A handful of items that change geometry on every move: no index to keep up to date.
+    setItemIndexMethod(QGraphicsScene::NoIndex);
+    screenShotItem_->setItemPaintStatus(PaintStatusFinished);
+    screenShotItem_->setMagnifyingGlassItem(glassItem_);
+    addItem(screenShotItem_);
+    addItem(glassItem_);
+}
+
+DiagramBaseScene::~DiagramBaseScene() = default;
+
+void DiagramBaseScene::setCurrentWidget(MainWindow* window) {
+    window_ = window;
+}
+
+void DiagramBaseScene::setScreenRect(QRect const& rect) {
+    screenShotItem_->setScreenRect(rect);
+}
+
+void DiagramBaseScene::setScreenPixmap(QPixmap* pixmap) {
+    pixmapReady_ = true;
+    screenShotItem_->setScreenPixmap(pixmap);
+}
+
+void DiagramBaseScene::setDynamicRect(QRect const&) {}
+
+QPixmap DiagramBaseScene::getPixmap() {
+    return QPixmap();
+}
+
+bool DiagramBaseScene::isCanGetPixmap() {
+    const QRectF r = screenShotItem_->getRect();
+    return selectStatus_ == 2 && r.width() > 0 && r.height() > 0;
+}
+
+QRectF DiagramBaseScene::getPixmapRect() {
+    return screenShotItem_->getRect();
+}
+
+void DiagramBaseScene::captureScreentPixmapPress() {
+    if (selectStatus_ != 0) {
+        screenShotItem_->setRect(QRectF(pressPoint_, QSizeF(0, 0)));
+        return;
+    }
+    if (views().isEmpty())
+        return;
+    QGraphicsView* view = views().first();
+    QPainterPath path;
+    path.addRect(dynamicRect_.x(), dynamicRect_.y(), dynamicRect_.right() - dynamicRect_.left() + 1,
+                 dynamicRect_.bottom() - dynamicRect_.top() + 1);
+    screenShotItem_->setRect(view->mapToScene(path).boundingRect());
+    screenShotItem_->setMagnifyingGlassPosition(currentPoint_, true);
+}
+
+void DiagramBaseScene::captureScreentPixmapMove() {
+    const double x = std::min(pressPoint_.x(), currentPoint_.x());
+    const double y = std::min(pressPoint_.y(), currentPoint_.y());
+    screenShotItem_->setRect(QRectF(x, y, std::abs(currentPoint_.x() - pressPoint_.x()),
+                                    std::abs(currentPoint_.y() - pressPoint_.y())));
+    screenShotItem_->setMagnifyingGlassPosition(currentPoint_, false);
+}
+
+void DiagramBaseScene::captureScreentPixmapRelease() {
+    screenShotItem_->setItemPaintStatus(PaintStatusEditing);
+}
+
+void DiagramBaseScene::mousePressEvent(QGraphicsSceneMouseEvent* event) {
+    if (event->button() == Qt::RightButton)
+        return;
+    if (screenShotItem_->isContains(event->scenePos()))
+        hideToolWidget();
+    screenShotItem_->setShowSize(true);
+    mouseStatus_ = 1;
+    pressPoint_ = event->scenePos();
+    QGraphicsScene::mousePressEvent(event);
+}
+
+void DiagramBaseScene::mouseMoveEvent(QGraphicsSceneMouseEvent* event) {
+    if (!pixmapReady_)
+        return;
+    currentPoint_ = event->scenePos();
+    screenShotItem_->setShowSize(true);
+    switch (selectStatus_) {
+    case 0:
+        StyleManager::instance()->updateDynamicRect(window_);
+        glassItem_->show();
+        if (mouseStatus_ == 1) {
+            selectStatus_ = 1;
+            mouseStatus_ = 2;
+            captureScreentPixmapPress();
+            captureScreentPixmapMove();
+            QGraphicsScene::mouseMoveEvent(event);
+            return;
+        }
+        captureScreentPixmapPress();
+        break;
+    case 1:
+        captureScreentPixmapMove();
+        break;
+    case 2:
+        if (mouseStatus_ == 1)
+            mouseStatus_ = 2;
+        break;
+    default:
+        break;
+    }
+    QGraphicsScene::mouseMoveEvent(event);
+}
+
+void DiagramBaseScene::mouseReleaseEvent(QGraphicsSceneMouseEvent* event) {
+    if (!pixmapReady_ || event->button() == Qt::RightButton)
+        return;
+    StyleManager::instance()->selectDoneFlag = true;
+    currentPoint_ = event->scenePos();
+    glassItem_->setVisible(false);
+    if (selectStatus_ == 0 && mouseStatus_ == 1) {
+        mouseStatus_ = 3;
+        const QRectF r = screenShotItem_->getRect();
+        if (r.width() <= 0 || r.height() <= 0) {
+            QCursor::pos();
+            captureScreentPixmapPress();
+        }
+        showToolWidget();
+        if (window_)
+            window_->showPaintView();
+        return;
+    }
+    if (selectStatus_ == 1 && mouseStatus_ == 2) {
+        selectStatus_ = 2;
+        captureScreentPixmapRelease();
+    }
+    const QRectF r = screenShotItem_->getRect();
+    if (r.width() > 0 && r.height() > 0) {
+        mouseStatus_ = 3;
+        showToolWidget();
+    }
+    QGraphicsScene::mouseReleaseEvent(event);
+}
+
+void DiagramBaseScene::showToolWidget() {
+    if (!window_)
+        return;
+    if (!screenShotItem_) {
+        window_->showPaintToolWidget(QPointF());
+        return;
+    }
+    const QRectF r = screenShotItem_->getRect();
+    QPointF corner(r.x() + r.width(), r.y() + r.height());
+    QPoint mapped(0, 0);
+    if (!views().isEmpty())
+        mapped = views().first()->mapFromScene(corner);
+    window_->showPaintToolWidget(QPointF(mapped));
+}
+
+void DiagramBaseScene::hideToolWidget() {
+    if (window_)
+        window_->hidePaintToolWidget();
+}
+
+void DiagramBaseScene::mouseDoubleClickEvent(QGraphicsSceneMouseEvent* event) {
+    const QRectF r = screenShotItem_->getRect();
+    if (selectStatus_ == 2 && r.width() > 0 && r.height() > 0 && window_)
+        window_->slotFinishScreenshots();
+    QGraphicsScene::mouseDoubleClickEvent(event);
+}
+
+void DiagramBaseScene::resumeInitStatus() {
+    selectStatus_ = 0;
+    screenShotItem_->setItemPaintStatus(PaintStatusFinished);
+    screenShotItem_->setShowSize(false);
+    screenShotItem_->setRect(QRectF(0, 0, 0, 0));
+    screenShotItem_->setScreenPixmap(nullptr);
+    screenShotItem_->setScreenRect(QRect());
+    update();
+    glassItem_->setVisible(false);
+    pixmapReady_ = false;
+    dynamicRect_ = QRect();
+}

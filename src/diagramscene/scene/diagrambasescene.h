@@ -1,0 +1,54 @@
+#ifndef DIAGRAMBASESCENE_H
+#define DIAGRAMBASESCENE_H
+
+#include <QGraphicsScene>
+#include <QPixmap>
+
+class MainWindow;
+class ScreenShotGraphicsItem;
+class MagnifyingGlassGraphicsitem;
+
+// Scene on which the region of the frozen screenshot is dragged out and adjusted.
+class DiagramBaseScene : public QGraphicsScene {
+    Q_OBJECT
+public:
+    explicit DiagramBaseScene(QObject* parent = nullptr);
+    ~DiagramBaseScene() override;
+
+    void setCurrentWidget(MainWindow* window);
+    virtual void setScreenRect(QRect const& rect);
+    virtual void setScreenPixmap(QPixmap* pixmap);
+    virtual void setDynamicRect(QRect const& rect);
+    virtual QPixmap getPixmap();
+    virtual bool isCanGetPixmap();
+    virtual QRectF getPixmapRect();
+    virtual void resumeInitStatus();
+    void showToolWidget();
+    void hideToolWidget();
+    void captureScreentPixmapPress();
+    void captureScreentPixmapMove();
+    void captureScreentPixmapRelease();
+
+    ScreenShotGraphicsItem* selectionItem() const { return screenShotItem_; }
+    MagnifyingGlassGraphicsitem* magnifier() const { return glassItem_; }
+    int selectStatus() const { return selectStatus_; }
+    int mouseStatus() const { return mouseStatus_; }
+
+protected:
+    void mousePressEvent(QGraphicsSceneMouseEvent* event) override;
+    void mouseMoveEvent(QGraphicsSceneMouseEvent* event) override;
+    void mouseReleaseEvent(QGraphicsSceneMouseEvent* event) override;
+    void mouseDoubleClickEvent(QGraphicsSceneMouseEvent* event) override;
+
+    ScreenShotGraphicsItem* screenShotItem_;
+    MainWindow* window_;
+    int selectStatus_;
+    int mouseStatus_;
+    QPointF pressPoint_;
+    QPointF currentPoint_;
+    bool pixmapReady_;
+    QRect dynamicRect_;
+    MagnifyingGlassGraphicsitem* glassItem_;
+};
+
+#endif // DIAGRAMBASESCENE_H

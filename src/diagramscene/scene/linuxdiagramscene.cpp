@@ -1,0 +1,9 @@
+#include "linuxdiagramscene.h"
+
+#include "screenshotgraphicsitem.h"
+
+LinuxDiagramScene::LinuxDiagramScene(QObject* parent) : DiagramBaseScene(parent) {}
+
+QPixmap LinuxDiagramScene::getPixmap() {
+    return screenShotItem_->getPixmap();
+}

@@ -1,0 +1,323 @@
+#include "mainwindow.h"
+
+#include "defualtbasedate.h"
+#include "linuxdiagramscene.h"
+#include "paintramscene.h"
+#include "screentoolframe.h"
+#include "showsizewidget.h"
+#include "stylemanager.h"
+
+#include <QApplication>
+#include <QClipboard>
+#include <QDebug>
+#include <QDesktopWidget>
+#include <QFile>
+#include <QFileDialog>
+#include <QGraphicsView>
+#include <QPainter>
+#include <QStandardPaths>
+
+MainWindow::MainWindow(QWidget* parent)
+    : QWidget(parent), diagramScene(nullptr), diagramView(nullptr), paintScene(nullptr),
+      paintView(nullptr), paintFrame(nullptr), toolFrame(nullptr),
+      styleManager(StyleManager::instance()), screenPixmap(nullptr), toolPosX(0), toolPosY(0),
+      isPainting(false), currentShape(0), sizeWidget(nullptr) {
+    diagramScene = new LinuxDiagramScene(this);
+    diagramScene->setCurrentWidget(this);
+    diagramScene->setSceneRect(0, 0, 0, 0);
+
+    diagramView = new QGraphicsView(diagramScene, nullptr);
+    diagramView->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    diagramView->setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    diagramView->setGeometry(QRect());
+    diagramView->setAttribute(Qt::WA_MouseTracking);
+    // The magnifier follows the cursor before any button goes down.
+    diagramView->viewport()->setMouseTracking(true);
+
+    paintScene = new PaintRamScene(this);
+    paintView = new QGraphicsView(this);
+    paintView->setScene(paintScene);
+    paintView->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    paintView->setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    paintScene->setSceneRect(0, 0, 0, 0);
+    paintScene->setCurrentWidget(this);
+    paintView->setGeometry(QRect());
+
+    paintFrame = new QFrame(this);
+    paintFrame->setVisible(false);
+    diagramView->setParent(this);
+    paintView->setParent(paintFrame);
+
+    setWindowTitle(tr("Diagramscene"));
+    paintView->setStyleSheet("background-color:transparent; border: none");
+    diagramView->setStyleSheet("background-color:transparent");
+    paintFrame->setStyleSheet("background-color:transparent; border: 1px solid #3A91F3");
+
+    sizeWidget = new ShowSizeWidget(this);
+    sizeWidget->setVisible(false);
+    toolFrame = new ScreenToolFrame(this);
+    toolFrame->setVisible(false);
+
+    connect(styleManager, &StyleManager::sigShapeChange, toolFrame,
+            &ScreenToolFrame::slotShapeChange);
+    connect(toolFrame, &ScreenToolFrame::finishScreenshots, this,
+            &MainWindow::slotFinishScreenshots);
+    connect(toolFrame, &ScreenToolFrame::exitScreenshots, this, &MainWindow::slotExitScreenshots);
+    connect(toolFrame, &ScreenToolFrame::saveAs, this, &MainWindow::slotSaveAs);
+    connect(toolFrame, &ScreenToolFrame::undo, this, &MainWindow::slotUndo);
+    connect(toolFrame, &ScreenToolFrame::insertLabel, this, &MainWindow::slotInsertLabel);
+    connect(toolFrame, &ScreenToolFrame::insertText, this, &MainWindow::slotInsertText);
+    connect(toolFrame, &ScreenToolFrame::insertPaintePen, this, &MainWindow::slotInsertPaintePen);
+    connect(toolFrame, &ScreenToolFrame::insertArrow, this, &MainWindow::slotInsertArrow);
+    connect(toolFrame, &ScreenToolFrame::insertCircle, this, &MainWindow::slotInsertCircle);
+    connect(toolFrame, &ScreenToolFrame::insertRectangle, this, &MainWindow::slotInsertRectangle);
+    connect(toolFrame, &ScreenToolFrame::insertMosaic, this, &MainWindow::slotInsertMosaic);
+    connect(paintScene, &PaintRamScene::sigDoubleClick, this, &MainWindow::slotFinishScreenshots);
+
+    toolBarBounds = QRect();
+    styleBounds = QRect();
+
+    QFile sheet(":/screenstyle.qss");
+    if (sheet.open(QIODevice::ReadOnly))
+        setStyleSheet(QString::fromLatin1(sheet.readAll().constData()));
+
+    // By signature: the typed signal is marked deprecated in favour of per-screen notices.
+    connect(QApplication::desktop(), SIGNAL(screenCountChanged(int)), this,
+            SLOT(slotScreenCountChanged(int)));
+}
+
+MainWindow::~MainWindow() {
+    qDebug() << "MainWindow";
+    delete toolFrame;
+    delete diagramScene;
+    delete diagramView;
+    // The popups may be our children; the manager owns and deletes them.
+    if (StyleManager::manager == styleManager) {
+        delete StyleManager::manager;
+        StyleManager::manager = nullptr;
+    }
+    styleManager = nullptr;
+    delete paintScene;
+    delete paintView;
+    delete screenPixmap;
+    qDebug() << "~MainWindow";
+}
+
+void MainWindow::setMainWindowRect(QRect const& rect) {
+    DefualtBaseDate* base = DefualtBaseDate::instance();
+    const int t = base->toolBarSize.height();
+    const int p = base->lineWidgetSize.height();
+    const int w = rect.width(), h = rect.height();
+    styleBounds = QRect(rect.left(), rect.top() + (t + p + 20), w, h - 2 * (t + p + 20));
+    toolBarBounds = QRect(rect.left(), rect.top() + (t + 10), w, h - 2 * (t + 10));
+    toolFrame->hide();
+    diagramScene->setSceneRect(-(w / 2) - 1, -(h / 2) - 1, w + 2, h + 2);
+    diagramScene->setScreenRect(rect);
+    diagramView->setGeometry(-1, -1, w + 2, h + 2);
+    diagramView->centerOn(QPointF((-2 - w) / 2, (-2 - h) / 2));
+    diagramView->show();
+    setGeometry(rect);
+    update();
+}
+
+void MainWindow::setScreenPixmap(QPixmap* pixmap) {
+    if (screenPixmap && screenPixmap != pixmap)
+        delete screenPixmap;
+    diagramScene->setScreenPixmap(pixmap);
+    screenPixmap = pixmap;
+    update();
+}
+
+void MainWindow::paintEvent(QPaintEvent* event) {
+    QPainter painter(this);
+    if (screenPixmap)
+        painter.drawPixmap(QRect(0, 0, width(), height()), *screenPixmap,
+                           QRect(0, 0, screenPixmap->width(), screenPixmap->height()));
+    painter.setBrush(QBrush(QColor(53, 53, 53, 133), Qt::SolidPattern));
+    painter.drawRect(0, 0, width(), height());
+    painter.end();
+    QWidget::paintEvent(event);
+}
+
+void MainWindow::showPaintToolWidget(QPointF const& pos) {
+    toolFrame->show();
+    const int x = qRound(pos.x()), y = qRound(pos.y());
+    const int tw = toolFrame->width(), t = toolFrame->height();
+    int left = x - tw;
+    if (left < 0)
+        left = x > width() ? width() - tw : 0;
+    if (y <= toolBarBounds.bottom()) {
+        toolFrame->move(left, y + 10);
+    } else {
+        const double h = diagramScene->getPixmapRect().height();
+        if (y - h > toolBarBounds.top())
+            toolFrame->move(left, int(y - h - t - 10));
+        else
+            toolFrame->move(left, y - t - 10);
+    }
+    toolPosX = left;
+    toolPosY = y;
+}
+
+void MainWindow::hidePaintToolWidget() {
+    toolFrame->hide();
+}
+
+QPoint MainWindow::adjustStyleWidgetPosition() {
+    const int p = DefualtBaseDate::instance()->lineWidgetSize.height();
+    const int t = toolFrame->height();
+    const int left = toolPosX, y = toolPosY;
+    if (y <= styleBounds.bottom()) {
+        toolFrame->move(left, y + 10);
+        return QPoint(left, y + 10 + t + 10);
+    }
+    const double h = diagramScene->getPixmapRect().height();
+    if (y - h > styleBounds.top()) {
+        toolFrame->move(left, int(y - h - t - 10));
+        return QPoint(left, int(y - h - t - 20 - p));
+    }
+    toolFrame->move(left, y - t - 10);
+    return QPoint(left, y - t - 20 - p);
+}
+
+void MainWindow::showPaintView() {
+    if (isPainting)
+        return;
+    for (QWidget* popup : styleManager->getAllWidget())
+        popup->setParent(this);
+    const QPixmap pix = diagramScene->getPixmap();
+    const QRectF r = diagramScene->getPixmapRect();
+    const QPoint p = diagramView->mapFromScene(r.topLeft());
+    const QSize size = r.toRect().size();
+    const int w = size.width(), h = size.height();
+    paintFrame->setGeometry(p.x() - 1, p.y() - 1, w + 2, h + 2);
+    paintView->setGeometry(1, 1, w, h);
+    paintScene->setSceneRect(-r.width() / 2, -r.height() / 2, r.width(), r.height());
+    paintScene->setPaintPixmap(pix);
+    sizeWidget->move(p.x() - 1, int(p.y() - DefualtBaseDate::instance()->sizeBoxHeight - 10));
+    sizeWidget->setSelectSize(QSize(w, h));
+    isPainting = true;
+    paintView->show();
+    paintFrame->show();
+    sizeWidget->show();
+    diagramView->hide();
+}
+
+void MainWindow::insertShape(PaintShape shape) {
+    showPaintView();
+    paintScene->setPaintShape(shape);
+    currentShape = shape;
+    const QPoint pos = adjustStyleWidgetPosition();
+    styleManager->show(pos, PaintShape(currentShape));
+}
+
+void MainWindow::slotInsertText() {
+    insertShape(PaintShapesText);
+}
+void MainWindow::slotInsertPaintePen() {
+    insertShape(PaintShapesPen);
+}
+void MainWindow::slotInsertArrow() {
+    insertShape(PaintShapesArrow);
+}
+void MainWindow::slotInsertCircle() {
+    insertShape(PaintShapesCircle);
+}
+void MainWindow::slotInsertRectangle() {
+    insertShape(PaintShapesRectangle);
+}
+void MainWindow::slotInsertMosaic() {
+    insertShape(PaintShapesMosaic);
+}
+void MainWindow::slotInsertLabel() {}
+
+void MainWindow::slotUndo() {
+    paintScene->paintUndo();
+}
+
+void MainWindow::updateUndo() {
+    toolFrame->updateUndo();
+}
+
+void MainWindow::setDynamicRect(QRect const&) {}
+
+QPixmap MainWindow::getPixmap() {
+    if (!diagramScene || !diagramScene->isCanGetPixmap())
+        return QPixmap();
+    if (isPainting) {
+        paintScene->finishPaint();
+        return paintView->grab();
+    }
+    return diagramScene->getPixmap();
+}
+
+void MainWindow::finishScreenCapture() {
+    QPixmap pix = getPixmap();
+    if (pix.isNull()) {
+        emit mainWindowExit(0);
+        resumeInitStatus();
+        return;
+    }
+    pix.setDevicePixelRatio(QApplication::desktop()->devicePixelRatio());
+    QClipboard* clipboard = QApplication::clipboard();
+    clipboard->clear(QClipboard::Clipboard);
+    clipboard->setImage(pix.toImage(), QClipboard::Clipboard);
+    emit mainWindowExit(1);
+    resumeInitStatus();
+}
+
+void MainWindow::slotFinishScreenshots() {
+    finishScreenCapture();
+}
+
+void MainWindow::slotExitScreenshots() {
+    QMessageLogger("../src/diagramscene/widget/mainwindow", __LINE__, Q_FUNC_INFO).debug()
+        << "slotExitScreenshots";
+    resumeInitStatus();
+    emit mainWindowExit(0);
+}
+
+void MainWindow::slotSaveAs() {
+    QClipboard* clipboard = QApplication::clipboard();
+    clipboard->setImage(getPixmap().toImage(), QClipboard::Clipboard);
+    emit showSaveAs();
+    resumeInitStatus();
+    const QString name = QFileDialog::getSaveFileName(
+        nullptr, tr("存储"),
+        QStandardPaths::writableLocation(QStandardPaths::DownloadLocation) + "/temp",
+        "Image Files(*.png)");
+    if (!name.isNull())
+        clipboard->image(QClipboard::Clipboard).save(name, "PNG");
+    emit mainWindowExit(2);
+}
+
+void MainWindow::slotScreenCountChanged(int) {
+    resumeInitStatus();
+    emit mainWindowExit(0);
+}
+
+void MainWindow::resumeInitStatus() {
+    styleManager->selectDoneFlag = false;
+    for (QWidget* popup : styleManager->getAllWidget())
+        popup->hide();
+    delete screenPixmap;
+    screenPixmap = nullptr;
+    isPainting = false;
+    diagramScene->resumeInitStatus();
+    paintScene->resumeInitStatus();
+    toolFrame->resumeInitStatus();
+    toolFrame->hide();
+    sizeWidget->hide();
+    paintView->hide();
+    paintFrame->hide();
+    diagramView->show();
+    update();
+}
+
+void MainWindow::startEditImage() {
+    emit macStartEditImage(this);
+}
+
+void MainWindow::uneditable() {
+    diagramView->hide();
+}

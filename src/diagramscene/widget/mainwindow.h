@@ -1,0 +1,92 @@
+#ifndef MAINWINDOW_H
+#define MAINWINDOW_H
+
+#include "drawdefine.h"
+
+#include <QRect>
+#include <QWidget>
+
+class LinuxDiagramScene;
+class PaintRamScene;
+class QGraphicsView;
+class QFrame;
+class ScreenToolFrame;
+class StyleManager;
+class ShowSizeWidget;
+
+// The frameless full-screen overlay on which one capture takes place.
+class MainWindow : public QWidget {
+    Q_OBJECT
+public:
+    explicit MainWindow(QWidget* parent = nullptr);
+    ~MainWindow() override;
+
+    void setMainWindowRect(QRect const& rect);
+    void setScreenPixmap(QPixmap* pixmap);
+    void showPaintToolWidget(QPointF const& pos);
+    void hidePaintToolWidget();
+    void showPaintView();
+    void updateUndo();
+    void setDynamicRect(QRect const& rect);
+    QPixmap getPixmap();
+    void finishScreenCapture();
+    void resumeInitStatus();
+    QPoint adjustStyleWidgetPosition();
+    void startEditImage();
+    void uneditable();
+
+    LinuxDiagramScene* selectionScene() const { return diagramScene; }
+    QGraphicsView* selectionView() const { return diagramView; }
+    PaintRamScene* annotationScene() const { return paintScene; }
+    QGraphicsView* annotationView() const { return paintView; }
+    QFrame* annotationFrame() const { return paintFrame; }
+    ScreenToolFrame* toolBar() const { return toolFrame; }
+    ShowSizeWidget* sizeDisplay() const { return sizeWidget; }
+    bool painting() const { return isPainting; }
+    QRect toolBarArea() const { return toolBarBounds; }
+    QRect styleArea() const { return styleBounds; }
+
+signals:
+    void mainWindowExit(int code);
+    void showSaveAs();
+    void macStartEditImage(MainWindow* window);
+    void sigGrabWindow();
+
+public slots:
+    void slotFinishScreenshots();
+    void slotExitScreenshots();
+    void slotSaveAs();
+    void slotUndo();
+    void slotInsertLabel();
+    void slotInsertText();
+    void slotInsertPaintePen();
+    void slotInsertArrow();
+    void slotInsertCircle();
+    void slotInsertRectangle();
+    void slotInsertMosaic();
+    void slotScreenCountChanged(int count);
+
+protected:
+    void paintEvent(QPaintEvent* event) override;
+
+private:
+    void insertShape(PaintShape shape);
+
+    LinuxDiagramScene* diagramScene;
+    QGraphicsView* diagramView;
+    PaintRamScene* paintScene;
+    QGraphicsView* paintView;
+    QFrame* paintFrame;
+    ScreenToolFrame* toolFrame;
+    StyleManager* styleManager;
+    QPixmap* screenPixmap;
+    int toolPosX;
+    int toolPosY;
+    bool isPainting;
+    int currentShape;
+    QRect toolBarBounds;
+    QRect styleBounds;
+    ShowSizeWidget* sizeWidget;
+};
+
+#endif // MAINWINDOW_H
