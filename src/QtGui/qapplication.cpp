@@ -60,8 +60,8 @@ void QApplicationWrap::Initialize(v8::Local<v8::Object> exports) {
         v8::HandleScope scope(isolate);
         // The signature makes the engine reject a foreign receiver before Unwrap sees it.
         v8::Local<v8::Signature> signature = v8::Signature::New(isolate, tpl);
-        v8::Local<v8::FunctionTemplate> fn = v8::FunctionTemplate::New(
-            isolate, method.callback, v8::Local<v8::Value>(), signature);
+        v8::Local<v8::FunctionTemplate> fn =
+            v8::FunctionTemplate::New(isolate, method.callback, v8::Local<v8::Value>(), signature);
         v8::Local<v8::String> name =
             v8::String::NewFromUtf8(isolate, method.name, v8::NewStringType::kInternalized)
                 .ToLocalChecked();
@@ -112,9 +112,10 @@ void QApplicationWrap::ScreenCapture(const v8::FunctionCallbackInfo<v8::Value>& 
         exitString = QStringLiteral("exit");
         break;
     }
-    qDebug() << kLogFile << "ScreenCapture" << 160 << ":" << "exitString" << exitString;
-    qDebug() << kLogFile << "ScreenCapture" << 161 << ":" << "g_ImagePath: "
-             << g_ImagePath.toUtf8().constData();
+    qDebug() << kLogFile << "ScreenCapture" << 160 << ":"
+             << "exitString" << exitString;
+    qDebug() << kLogFile << "ScreenCapture" << 161 << ":"
+             << "g_ImagePath: " << g_ImagePath.toUtf8().constData();
 
     args.GetReturnValue().Set(utf8String(isolate, g_ImagePath.toUtf8()));
 
@@ -127,7 +128,8 @@ void QApplicationWrap::ScreenCapture(const v8::FunctionCallbackInfo<v8::Value>& 
             return;
         }
     } else {
-        qDebug() << kLogFile << "ScreenCapture" << 174 << ":" << "other";
+        qDebug() << kLogFile << "ScreenCapture" << 174 << ":"
+                 << "other";
     }
 }
 
