@@ -1,0 +1,13 @@
+#!/usr/bin/env bash
+# `npm start`: on a desktop, one interactive capture; without a display, a scripted
+# walk-through on a private Xvfb whose results land in a folder.
+set -euo pipefail
+root=$(cd "$(dirname "$0")/.." && pwd)
+cd "$root"
+
+bash scripts/build.sh >&2
+
+if [ -n "${DISPLAY:-}" ]; then
+    exec node scripts/interactive.js
+fi
+exec node scripts/walkthrough.js "$@"

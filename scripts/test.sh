@@ -1,0 +1,37 @@
+#!/usr/bin/env bash
+# Everything `npm test` runs: set-up, both builds, C++ tests (plain and sanitized), node tests.
+set -euo pipefail
+root=$(cd "$(dirname "$0")/.." && pwd)
+cd "$root"
+
+step() { printf '\n==> %s\n' "$*"; }
+fail() { printf '\nFAILED: %s\n' "$*" >&2; exit 1; }
+
+step "setup"
+bash scripts/setup.sh || fail "installing the Debian packages (scripts/setup.sh)"
+
+step "build (build/)"
+bash scripts/build.sh || fail "build of build/"
+
+step "build with ASan+UBSan (build-asan/)"
+if [ ! -f build-asan/CMakeCache.txt ]; then
+    cmake -S . -B build-asan -DSCREENCAPTURE_SANITIZE=ON || fail "configure of build-asan/"
+fi
+cmake --build build-asan -j2 || fail "build of build-asan/"
+
+# Each ctest run gets its own Xvfb at the design resolution (layout scale 2).
+export QT_QPA_PLATFORM=xcb
+step "C++ tests (build/)"
+scripts/xvfb-run.sh 2560x1600 -- ctest --test-dir build --output-on-failure \
+    || fail "C++ tests in build/"
+
+step "C++ tests under ASan+UBSan (build-asan/)"
+# Leak checking is off: Qt's platform plugin and font caches keep allocations to exit.
+ASAN_OPTIONS=detect_leaks=0 UBSAN_OPTIONS=print_stacktrace=1 \
+    scripts/xvfb-run.sh 2560x1600 -- ctest --test-dir build-asan --output-on-failure \
+    || fail "C++ tests in build-asan/"
+
+step "node tests (each starts its own Xvfb)"
+node --test tests/node tests/e2e || fail "node tests"
+
+printf '\nall tests passed\n'
