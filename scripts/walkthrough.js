@@ -92,6 +92,17 @@ const scenarios = [
   },
 ];
 
+// Further scenarios live one file per feature in scripts/scenarios/; each exports
+// `(api) => [scenario, ...]` and gets the helpers above.
+function loadScenarioModules() {
+  const dir = path.join(__dirname, 'scenarios');
+  if (!fs.existsSync(dir)) return;
+  const api = { h, W, H, capture, saveScreenshot, saveClipboardImage };
+  for (const f of fs.readdirSync(dir).filter((n) => n.endsWith('.js')).sort()) {
+    scenarios.push(...require(path.join(dir, f))(api));
+  }
+}
+
 function parseArgs(argv) {
   const opts = { out: process.env.START_OUTPUT || path.resolve('start-output'), only: null };
   for (let i = 0; i < argv.length; i++) {
@@ -104,6 +115,7 @@ function parseArgs(argv) {
 
 async function main() {
   const opts = parseArgs(process.argv.slice(2));
+  loadScenarioModules();
   fs.mkdirSync(opts.out, { recursive: true });
   console.log(`output folder: ${opts.out}`);
 
