@@ -52,9 +52,29 @@ void ScreenShotGraphicsItem::setScreenPixmap(QPixmap* pixmap) {
     horizontalRatio_ = screenRect_.width() ? pixmap->width() / screenRect_.width() : 0;
 }
 
+bool ScreenShotGraphicsItem::updateSourceRect(QRectF const& r, int& vx, int& vy, int& vr,
+                                              int& vb) {
+    QGraphicsView* view = firstView();
+    if (!view)
+        return false;
+    const QRect ir = roundedRect(r);
+    const int w = ir.width(), h = ir.height();
+    const QPoint v = view->mapFromScene(QPointF(ir.left(), ir.top()));
+    vx = v.x();
+    vy = v.y();
+    vr = vx + w - 1;
+    vb = vy + h - 1;
+    sourceRect_ = QRectF(horizontalRatio_ * vx, verticalRatio_ * vy, horizontalRatio_ * w,
+                         verticalRatio_ * h);
+    return true;
+}
+
 QPixmap ScreenShotGraphicsItem::getPixmap() {
     if (!screenPixmap_)
         return QPixmap();
+    // A confirm can arrive before the repaint that follows the last change.
+    int vx, vy, vr, vb;
+    updateSourceRect(rect_, vx, vy, vr, vb);
     return screenPixmap_->copy(roundedRect(sourceRect_));
 }
 
@@ -127,19 +147,10 @@ QRectF ScreenShotGraphicsItem::boundingRect() const {
 
 void ScreenShotGraphicsItem::customPaint(QPainter* painter, QRectF const& r) {
     painter->setPen(StyleManager::instance()->selectionPen);
-    QGraphicsView* view = firstView();
     int vx = 0, vy = 0, vr = -1, vb = -1;
-    if (view) {
-        const QRect ir = roundedRect(r);
-        const int w = ir.width(), h = ir.height();
-        const QPoint v = view->mapFromScene(QPointF(ir.left(), ir.top()));
-        vx = v.x();
-        vy = v.y();
-        vr = vx + w - 1;
-        vb = vy + h - 1;
-        sourceRect_ = QRectF(horizontalRatio_ * vx, verticalRatio_ * vy, horizontalRatio_ * w,
-                             verticalRatio_ * h);
-        if (screenPixmap_) {
+    if (updateSourceRect(r, vx, vy, vr, vb)) {
+        // An empty selection would otherwise leave a stray dot of the frame pen.
+        if (screenPixmap_ && r.width() > 0 && r.height() > 0) {
             painter->drawPixmap(r, *screenPixmap_, sourceRect_);
             painter->setBrush(Qt::NoBrush);
             painter->drawRect(r);

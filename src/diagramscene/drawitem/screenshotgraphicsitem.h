@@ -36,6 +36,8 @@ protected:
 
 private:
     QGraphicsView* firstView() const;
+    // The part of the screenshot under r, and r's corners in view coordinates.
+    bool updateSourceRect(QRectF const& r, int& vx, int& vy, int& vr, int& vb);
     void placeMagnifier(QPointF const& cursor, QPoint const& viewPoint, QPointF const& pixmapPoint);
 
     QRectF sourceRect_;
