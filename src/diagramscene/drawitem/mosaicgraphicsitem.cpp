@@ -15,8 +15,10 @@ namespace {
 // Strokes of one session pixelate the same screenshot: keep one shared result while any
 // stroke lives instead of a full-size copy per stroke.
 struct PixelCache {
-    QImage source;
+    QImage input;
+    QSize size;
     int block = -1;
+    QImage source;
     QImage result;
 };
 PixelCache& pixelCache() {
@@ -60,8 +62,17 @@ void MosaicGraphicsItem::setImage(QImage const& image) {
     const int w = r.width(), h = r.height();
     const int rw = w % 4, rh = h % 4;
     qDebug() << "ff" << (rw > 0 ? w + 4 - rw : rw) << (rh > 0 ? h + 4 - rh : rh);
+    PixelCache& cache = pixelCache();
+    const int block = blockSize();
+    if (!cache.input.isNull() && cache.input.cacheKey() == image.cacheKey() &&
+        cache.size == QSize(w, h) && cache.block == block) {
+        sourceImage_ = cache.source;
+        mosaicImage_ = cache.result;
+        return;
+    }
     sourceImage_ = image.scaled(w, h, Qt::IgnoreAspectRatio, Qt::FastTransformation);
     mosaic(sourceImage_);
+    cache = PixelCache{image, QSize(w, h), block, sourceImage_, mosaicImage_};
 }
 
 void MosaicGraphicsItem::changePoint(QPointF const& p) {
@@ -70,17 +81,7 @@ void MosaicGraphicsItem::changePoint(QPointF const& p) {
 }
 
 void MosaicGraphicsItem::mosaic(QImage const& image) {
-    const int block = blockSize();
-    PixelCache& cache = pixelCache();
-    if (cache.block == block && !cache.source.isNull() &&
-        cache.source.cacheKey() == image.cacheKey()) {
-        mosaicImage_ = cache.result;
-        return;
-    }
-    mosaicImage_ = pixelate(image, block);
-    cache.source = image;
-    cache.block = block;
-    cache.result = mosaicImage_;
+    mosaicImage_ = pixelate(image, blockSize());
 }
 
 static inline quint32 blockValue(quint32 red, quint32 green, quint32 blue, quint32 n) {
@@ -118,48 +119,77 @@ QImage MosaicGraphicsItem::pixelatePerPixel(QImage const& image, int block) {
 
 QImage MosaicGraphicsItem::pixelate(QImage const& image, int block) {
     const QImage::Format format = image.format();
-    if (format != QImage::Format_RGB32 && format != QImage::Format_ARGB32)
+    // Lanes of 16 bits hold one row of a block: wider blocks take the plain path.
+    if ((format != QImage::Format_RGB32 && format != QImage::Format_ARGB32) || block > 256)
         return pixelatePerPixel(image, block);
-    QImage out = image.copy();
-    if (block <= 0)
-        return out;
-    const int cols = image.width() / block, rows = image.height() / block;
+    const int width = image.width(), height = image.height();
+    const int cols = block > 0 ? width / block : 0, rows = block > 0 ? height / block : 0;
     if (rows < 1 || cols < 1)
-        return out;
+        return image.copy();
+    QImage out(width, height, format);
+    out.setDevicePixelRatio(image.devicePixelRatio());
+    out.setDotsPerMeterX(image.dotsPerMeterX());
+    out.setDotsPerMeterY(image.dotsPerMeterY());
     // RGB32 reads as opaque whatever its padding byte holds.
     const quint32 alphaMask = format == QImage::Format_RGB32 ? 0xff000000u : 0u;
     const quint32 n = quint32(block) * quint32(block);
     const int span = cols * block;
-    std::vector<quint32> red(static_cast<size_t>(cols)), green(red), blue(red);
+    const size_t strip = size_t(width - span) * sizeof(quint32);
+    std::vector<quint32> alpha(static_cast<size_t>(cols)), red(alpha), green(alpha), blue(alpha);
+    std::vector<quint32> packedRB(alpha), packedAG(alpha);
     std::vector<quint32> fill(static_cast<size_t>(span));
+    // Two channels per 32-bit word (red|blue and alpha|green); a 16-bit lane holds up to
+    // 257 pixels, so the packed sums are unpacked every that many rows of a block.
+    const int rowsPerUnpack = std::max(1, 256 / block);
+    auto unpack = [&]() {
+        for (int j = 0; j < cols; ++j) {
+            alpha[size_t(j)] += packedAG[size_t(j)] >> 16;
+            green[size_t(j)] += packedAG[size_t(j)] & 0xffffu;
+            red[size_t(j)] += packedRB[size_t(j)] >> 16;
+            blue[size_t(j)] += packedRB[size_t(j)] & 0xffffu;
+            packedRB[size_t(j)] = packedAG[size_t(j)] = 0;
+        }
+    };
     for (int k = 0; k < rows; ++k) {
+        std::fill(alpha.begin(), alpha.end(), 0u);
         std::fill(red.begin(), red.end(), 0u);
         std::fill(green.begin(), green.end(), 0u);
         std::fill(blue.begin(), blue.end(), 0u);
-        for (int y = k * block; y < k * block + block; ++y) {
-            const quint32* line = reinterpret_cast<const quint32*>(image.constScanLine(y));
+        for (int i = 0; i < block; ++i) {
+            const quint32* line =
+                reinterpret_cast<const quint32*>(image.constScanLine(k * block + i));
             for (int j = 0; j < cols; ++j) {
-                quint32 r = 0, g = 0, b = 0;
+                quint32 rb = packedRB[size_t(j)], ag = packedAG[size_t(j)];
                 const quint32* p = line + j * block;
                 for (int x = 0; x < block; ++x) {
                     const quint32 v = p[x] | alphaMask;
-                    r += v >> 16;
-                    g += (v >> 8) & 0xff;
-                    b += v & 0xff;
+                    rb += v & 0x00ff00ffu;
+                    ag += (v >> 8) & 0x00ff00ffu;
                 }
-                red[size_t(j)] += r;
-                green[size_t(j)] += g;
-                blue[size_t(j)] += b;
+                packedRB[size_t(j)] = rb;
+                packedAG[size_t(j)] = ag;
             }
+            if ((i + 1) % rowsPerUnpack == 0 || i + 1 == block)
+                unpack();
         }
         for (int j = 0; j < cols; ++j) {
+            // The red sum keeps the alpha byte above it (alpha * 256 + red), as the shifted
+            // ARGB value does, so the average alpha lands back in the top byte.
+            const quint32 redSum = alpha[size_t(j)] * 256u + red[size_t(j)];
             const quint32 value =
-                blockValue(red[size_t(j)], green[size_t(j)], blue[size_t(j)], n) | alphaMask;
+                blockValue(redSum, green[size_t(j)], blue[size_t(j)], n) | alphaMask;
             std::fill_n(fill.begin() + j * block, block, value);
         }
-        for (int y = k * block; y < k * block + block; ++y)
-            std::memcpy(out.scanLine(y), fill.data(), size_t(span) * sizeof(quint32));
+        for (int y = k * block; y < k * block + block; ++y) {
+            uchar* dst = out.scanLine(y);
+            std::memcpy(dst, fill.data(), size_t(span) * sizeof(quint32));
+            if (strip)
+                std::memcpy(dst + size_t(span) * sizeof(quint32),
+                            image.constScanLine(y) + size_t(span) * sizeof(quint32), strip);
+        }
     }
+    for (int y = rows * block; y < height; ++y)
+        std::memcpy(out.scanLine(y), image.constScanLine(y), size_t(width) * sizeof(quint32));
     return out;
 }
 
