@@ -1,22 +1,14 @@
 #include "circlegraphicsitem.h"
 
-#include "defualtbasedate.h"
-#include "stylemanager.h"
-
 #include <QPainter>
 #include <QPainterPath>
-#include <QRandomGenerator>
 
-CircleGraphicsItem::CircleGraphicsItem()
-    : randomColor_(int(QRandomGenerator::global()->bounded(256)),
-                   int(QRandomGenerator::global()->bounded(256)),
-                   int(QRandomGenerator::global()->bounded(256)), 255) {
+CircleGraphicsItem::CircleGraphicsItem() : randomColor_(randomOpaqueColor()) {
     dragMode_ = 1;
 }
 
 bool CircleGraphicsItem::contains(QPointF const& point) const {
-    StyleInfo* style = StyleManager::instance()->getGraphicItemStyleInfo(this);
-    const double t = (style ? style->width : 0) * DefualtBaseDate::instance()->scale;
+    const double t = outlineBandWidth();
     QPainterPath outer, inner;
     outer.addEllipse(outlineOuterRect(rect_, t));
     inner.addEllipse(outlineInnerRect(rect_, t));
@@ -26,12 +18,7 @@ bool CircleGraphicsItem::contains(QPointF const& point) const {
 }
 
 void CircleGraphicsItem::customPaint(QPainter* painter, QRectF const& rect) {
-    StyleInfo* style = StyleManager::instance()->getGraphicItemStyleInfo(this);
-    if (!style)
+    if (!setStylePen(painter))
         return;
-    QPen pen;
-    pen.setWidth(style->width);
-    pen.setColor(style->color);
-    painter->setPen(pen);
     painter->drawEllipse(rect);
 }

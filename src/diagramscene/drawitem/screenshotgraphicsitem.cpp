@@ -52,8 +52,7 @@ void ScreenShotGraphicsItem::setScreenPixmap(QPixmap* pixmap) {
     horizontalRatio_ = screenRect_.width() ? pixmap->width() / screenRect_.width() : 0;
 }
 
-bool ScreenShotGraphicsItem::updateSourceRect(QRectF const& r, int& vx, int& vy, int& vr,
-                                              int& vb) {
+bool ScreenShotGraphicsItem::updateSourceRect(QRectF const& r, int& vx, int& vy, int& vr, int& vb) {
     QGraphicsView* view = firstView();
     if (!view)
         return false;

@@ -6,6 +6,7 @@
 #include <QGraphicsScene>
 #include <QGraphicsSceneMouseEvent>
 #include <QPainter>
+#include <QRandomGenerator>
 #include <algorithm>
 
 ShapeBaseGraphicsItem::ShapeBaseGraphicsItem()
@@ -256,4 +257,26 @@ QRectF outlineOuterRect(QRectF const& r, double t) {
 QRectF outlineInnerRect(QRectF const& r, double t) {
     return QRectF(r.x() + t / 2, r.y() + t / 2, std::max(r.width() - t, 0.0),
                   std::max(r.height() - t, 0.0));
+}
+
+bool ShapeBaseGraphicsItem::setStylePen(QPainter* painter) const {
+    StyleInfo* style = StyleManager::instance()->getGraphicItemStyleInfo(this);
+    if (!style)
+        return false;
+    QPen pen;
+    pen.setWidth(style->width);
+    pen.setColor(style->color);
+    painter->setPen(pen);
+    return true;
+}
+
+double ShapeBaseGraphicsItem::outlineBandWidth() const {
+    StyleInfo* style = StyleManager::instance()->getGraphicItemStyleInfo(this);
+    return (style ? style->width : 0) * DefualtBaseDate::instance()->scale;
+}
+
+QColor ShapeBaseGraphicsItem::randomOpaqueColor() {
+    QRandomGenerator* random = QRandomGenerator::global();
+    return QColor(int(random->bounded(256)), int(random->bounded(256)), int(random->bounded(256)),
+                  255);
 }

@@ -37,6 +37,10 @@ protected:
     void mouseReleaseEvent(QGraphicsSceneMouseEvent* event) override;
 
     double handleDiameter() const;
+    // The outline of an annotation: its style's pen, and the band that catches the mouse.
+    bool setStylePen(QPainter* painter) const;
+    double outlineBandWidth() const;
+    static QColor randomOpaqueColor();
     // Top-left, left, bottom-left, bottom, bottom-right, right, top-right, top.
     static void handlePoints(QRectF const& r, QPointF out[8]);
 
