@@ -36,7 +36,6 @@ private slots:
     void cropAroundCursor();
     void placementFlips_data();
     void placementFlips();
-    void clicksPassThrough();
 };
 
 void TestMagnifier::panelFollowsSystemLocale_data() {
@@ -170,13 +169,6 @@ void TestMagnifier::placementFlips() {
     if (expect == "corner")
         expected.setX(cursor.x() + 10);
     QCOMPARE(g, expected);
-}
-
-void TestMagnifier::clicksPassThrough() {
-    MagnifyingGlassGraphicsitem glass;
-    glass.setPixmap(QPointF(10, 20), QPoint(1, 2), QPointF(1, 2), QPixmap(30, 30));
-    QVERIFY(!glass.contains(QPointF(50, 50)));
-    QCOMPARE(glass.boundingRect(), glass.panelRect().adjusted(-20, -20, 20, 20));
 }
 
 int main(int argc, char** argv) {
