@@ -105,8 +105,19 @@ void ScreenShotGraphicsItem::placeMagnifier(QPointF const& cursor, QPoint const&
     adjustPoint(glassPos, cursor);
     if (!screenPixmap_ || !glass_)
         return;
-    const QPixmap piece =
-        screenPixmap_->copy(QRect(int(pixmapPoint.x() - 15), int(pixmapPoint.y() - 15), 30, 30));
+    const QRect want(int(pixmapPoint.x() - 15), int(pixmapPoint.y() - 15), 30, 30);
+    QPixmap piece = screenPixmap_->copy(want);
+    if (piece.size() != want.size()) {
+        // QPixmap::copy clips at the screenshot's edges; keep the cursor pixel at (15, 15).
+        QPixmap full(want.size());
+        full.fill(Qt::black);
+        if (!piece.isNull()) {
+            QPainter painter(&full);
+            const QPoint at = want.intersected(screenPixmap_->rect()).topLeft() - want.topLeft();
+            painter.drawPixmap(QRect(at, piece.size()), piece, piece.rect());
+        }
+        piece = full;
+    }
     glass_->setPixmap(glassPos, viewPoint, pixmapPoint, piece);
 }
 

@@ -1,0 +1,97 @@
+#ifndef TESTSUPPORT_H
+#define TESTSUPPORT_H
+
+// Route QTest mouse input through the window system layer, so moves carry the held buttons
+// and double clicks are synthesised the way real input produces them.
+#define QTEST_QPA_MOUSE_HANDLING
+#include <QtTest>
+#include <QtWidgets>
+
+#include "defualtbasedate.h"
+#include "drawdefine.h"
+#include "stylemanager.h"
+
+namespace ts {
+
+inline double scale() {
+    return DefualtBaseDate::instance()->scale;
+}
+
+// Drops the shared manager (and everything it owns) so each test starts from a fresh one.
+inline void resetManager() {
+    delete StyleManager::manager;
+    StyleManager::manager = nullptr;
+}
+
+// Every pixel distinct for images up to 4096 x 4096: red = x low byte, green = y low byte.
+inline QRgb patternPixel(int x, int y) {
+    return qRgb(x & 0xff, y & 0xff, (((x >> 8) & 0xf) << 4) | ((y >> 8) & 0xf));
+}
+
+inline QImage patternImage(int w, int h) {
+    QImage img(w, h, QImage::Format_RGB32);
+    for (int y = 0; y < h; ++y)
+        for (int x = 0; x < w; ++x)
+            img.setPixel(x, y, patternPixel(x, y));
+    return img;
+}
+
+// Raw random words, alpha byte included (RGB32 thus gets a random padding byte too).
+inline QImage randomImage(int w, int h, QImage::Format format, quint32 seed) {
+    QImage img(w, h, format);
+    QRandomGenerator gen(seed);
+    for (int y = 0; y < h; ++y) {
+        auto* line = reinterpret_cast<quint32*>(img.scanLine(y));
+        for (int x = 0; x < w; ++x)
+            line[x] = gen.generate();
+    }
+    return img;
+}
+
+inline QImage rgb32(QImage const& img) {
+    return img.convertToFormat(QImage::Format_RGB32);
+}
+
+// A frameless view with scene point (x, y) at viewport pixel (x - left, y - top).
+inline void setupView(QGraphicsView& view, QGraphicsScene* scene, QSize size) {
+    view.setScene(scene);
+    view.setFrameShape(QFrame::NoFrame);
+    view.setAlignment(Qt::AlignLeft | Qt::AlignTop);
+    view.setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    view.setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    view.setFixedSize(size);
+    view.move(0, 0);
+    view.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&view));
+}
+
+// Mouse input at scene positions on a view's viewport. (QTest treats QPoint(0,0) as "centre",
+// so tests keep away from the viewport's origin.)
+inline void press(QGraphicsView* v, QPointF p, Qt::MouseButton b = Qt::LeftButton) {
+    QTest::mousePress(v->viewport(), b, Qt::NoModifier, v->mapFromScene(p));
+}
+inline void move(QGraphicsView* v, QPointF p) {
+    QTest::mouseMove(v->viewport(), v->mapFromScene(p));
+}
+inline void release(QGraphicsView* v, QPointF p, Qt::MouseButton b = Qt::LeftButton) {
+    QTest::mouseRelease(v->viewport(), b, Qt::NoModifier, v->mapFromScene(p));
+}
+inline void drag(QGraphicsView* v, QPointF from, QPointF to, int steps = 4,
+                 Qt::MouseButton b = Qt::LeftButton) {
+    press(v, from, b);
+    for (int i = 1; i <= steps; ++i)
+        move(v, from + (to - from) * (double(i) / steps));
+    release(v, to, b);
+}
+
+// Viewport-pixel variants for widgets whose scene mapping is the code under test.
+inline void dragPx(QWidget* w, QPoint from, QPoint to, int steps = 4) {
+    QTest::mousePress(w, Qt::LeftButton, Qt::NoModifier, from);
+    for (int i = 1; i <= steps; ++i)
+        QTest::mouseMove(w, from + (to - from) * i / steps);
+    QTest::mouseRelease(w, Qt::LeftButton, Qt::NoModifier, to);
+}
+
+} // namespace ts
+
+#endif // TESTSUPPORT_H

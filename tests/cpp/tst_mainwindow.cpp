@@ -1,0 +1,282 @@
+#include "testsupport.h"
+
+#include "diagrambasescene.h"
+#include "linuxdiagramscene.h"
+#include "mainwindow.h"
+#include "paintramscene.h"
+#include "screentoolframe.h"
+#include "showsizewidget.h"
+
+namespace {
+const int W = 2560, H = 1600;
+}
+
+class TestMainWindow : public QObject {
+    Q_OBJECT
+private slots:
+    void init();
+    void cleanup();
+
+    void toolbarPlacement_data();
+    void toolbarPlacement();
+    void popupPlacement_data();
+    void popupPlacement();
+    void annotationViewGeometry();
+    void confirmCopiesCropAndResets();
+    void confirmWhileAnnotatingCopiesAnnotations();
+    void cancelAndEmptyConfirm();
+    void dimmedBackground();
+
+private:
+    // Drags out a region between two viewport pixels of the selection view.
+    void select(QPoint from, QPoint to);
+    QPoint toWindow(QPoint viewportPoint) const;
+
+    MainWindow* window = nullptr;
+    QImage shot;
+    int T = 0, TW = 0, P = 0;
+};
+
+void TestMainWindow::init() {
+    ts::resetManager();
+    const double s = ts::scale();
+    TW = int(338 * s);
+    T = int(42 * s);
+    P = int(46 * s);
+    window = new MainWindow;
+    shot = ts::patternImage(W, H);
+    window->setMainWindowRect(QRect(0, 0, W, H));
+    window->setScreenPixmap(new QPixmap(QPixmap::fromImage(shot)));
+    window->show();
+    QVERIFY(QTest::qWaitForWindowExposed(window));
+}
+
+void TestMainWindow::cleanup() {
+    delete window; // also deletes the shared manager
+    window = nullptr;
+    QVERIFY(!StyleManager::manager);
+}
+
+void TestMainWindow::select(QPoint from, QPoint to) {
+    ts::dragPx(window->selectionView()->viewport(), from, to);
+    QTest::qWait(20); // let the frame repaint: the crop is taken from the last paint
+}
+
+QPoint TestMainWindow::toWindow(QPoint p) const {
+    return window->selectionView()->viewport()->mapTo(window, p);
+}
+
+void TestMainWindow::toolbarPlacement_data() {
+    QTest::addColumn<QPoint>("from");
+    QTest::addColumn<QPoint>("to");
+    QTest::addColumn<QString>("where");
+    QTest::newRow("middle") << QPoint(1000, 600) << QPoint(1500, 900) << "below";
+    QTest::newRow("dragged up-left") << QPoint(1500, 900) << QPoint(1000, 600) << "below";
+    QTest::newRow("right edge left of toolbar width") << QPoint(100, 600) << QPoint(400, 900)
+                                                      << "below x0";
+    QTest::newRow("touching the bottom") << QPoint(1000, 1200) << QPoint(1500, 1590)
+                                         << "above selection";
+    QTest::newRow("tall, touching bottom and top") << QPoint(1000, 40) << QPoint(1500, 1590)
+                                                   << "inside";
+}
+
+void TestMainWindow::toolbarPlacement() {
+    QFETCH(QPoint, from);
+    QFETCH(QPoint, to);
+    QFETCH(QString, where);
+    const QRect bounds(0, T + 10, W, H - 2 * (T + 10));
+    QCOMPARE(window->toolBarArea(), bounds);
+    QVERIFY(!window->toolBar()->isVisible());
+    select(from, to);
+
+    const int x = qMax(from.x(), to.x()), y = qMax(from.y(), to.y());
+    const int h = qAbs(to.y() - from.y());
+    const int left = x - TW < 0 ? 0 : x - TW;
+    QPoint expected;
+    if (where.startsWith("below")) {
+        QVERIFY(y <= bounds.bottom());
+        expected = QPoint(left, y + 10);
+    } else if (where == "above selection") {
+        QVERIFY(y > bounds.bottom() && y - h > bounds.top());
+        expected = QPoint(left, y - h - T - 10);
+    } else {
+        QVERIFY(y > bounds.bottom() && y - h <= bounds.top());
+        expected = QPoint(left, y - T - 10);
+    }
+    if (where.endsWith("x0"))
+        QCOMPARE(expected.x(), 0);
+    QVERIFY(window->toolBar()->isVisible());
+    QCOMPARE(window->toolBar()->size(), QSize(TW, T));
+    QCOMPARE(window->toolBar()->pos(), expected);
+
+    // Pressing inside the region hides the toolbar; the release brings it back at the
+    // region's new corner.
+    const QPoint grab((from.x() + to.x()) / 2, (from.y() + to.y()) / 2);
+    QTest::mousePress(window->selectionView()->viewport(), Qt::LeftButton, {}, grab);
+    QVERIFY(!window->toolBar()->isVisible());
+    QTest::mouseMove(window->selectionView()->viewport(), grab + QPoint(-30, -20));
+    QTest::mouseRelease(window->selectionView()->viewport(), Qt::LeftButton, {},
+                        grab + QPoint(-30, -20));
+    QVERIFY(window->toolBar()->isVisible());
+    if (where == "below")
+        QCOMPARE(window->toolBar()->pos(), expected + QPoint(-30, -20));
+}
+
+void TestMainWindow::popupPlacement_data() {
+    QTest::addColumn<QPoint>("from");
+    QTest::addColumn<QPoint>("to");
+    QTest::addColumn<QPoint>("toolbar");
+    QTest::addColumn<QPoint>("popup");
+    const double s = ts::scale();
+    const int tw = int(338 * s), t = int(42 * s), p = int(46 * s);
+    QTest::newRow("below the toolbar") << QPoint(1000, 600) << QPoint(1500, 900)
+                                       << QPoint(1500 - tw, 910) << QPoint(1500 - tw, 910 + t + 10);
+    QTest::newRow("toolbar moves above for the popup")
+        << QPoint(1000, 1300) << QPoint(1500, 1450) << QPoint(1500 - tw, 1300 - t - 10)
+        << QPoint(1500 - tw, 1300 - t - 20 - p);
+    QTest::newRow("tall region: both inside")
+        << QPoint(1000, 100) << QPoint(1500, 1500) << QPoint(1500 - tw, 1500 - t - 10)
+        << QPoint(1500 - tw, 1500 - t - 20 - p);
+}
+
+void TestMainWindow::popupPlacement() {
+    QFETCH(QPoint, from);
+    QFETCH(QPoint, to);
+    QFETCH(QPoint, toolbar);
+    QFETCH(QPoint, popup);
+    QCOMPARE(window->styleArea(), QRect(0, T + P + 20, W, H - 2 * (T + P + 20)));
+    select(from, to);
+    QTest::mouseClick(window->toolBar()->button("tool_square"), Qt::LeftButton);
+    QVERIFY(window->painting());
+    QCOMPARE(window->toolBar()->pos(), toolbar);
+    QWidget* rectPopup = StyleManager::instance()->getPopup(PaintShapesRectangle);
+    QVERIFY(rectPopup->isVisible());
+    QCOMPARE(rectPopup->parentWidget(), window);
+    QCOMPARE(rectPopup->pos(), popup);
+
+    // A second tool keeps the annotation view and swaps the popup in place.
+    QTest::mouseClick(window->toolBar()->button("tool_text"), Qt::LeftButton);
+    QVERIFY(!rectPopup->isVisible());
+    QWidget* fontPopup = StyleManager::instance()->getPopup(PaintShapesText);
+    QVERIFY(fontPopup->isVisible());
+    QCOMPARE(fontPopup->pos(), popup);
+    QCOMPARE(int(StyleManager::instance()->getCurrentDrawingShape()), int(PaintShapesText));
+}
+
+void TestMainWindow::annotationViewGeometry() {
+    select(QPoint(1000, 600), QPoint(1503, 901));
+    QVERIFY(window->selectionView()->isVisible());
+    QTest::mouseClick(window->toolBar()->button("tool_circle"), Qt::LeftButton);
+    // The window places its children by the selection view's own coordinates.
+    const QPoint p(1000, 600);
+    QCOMPARE(window->annotationFrame()->geometry(), QRect(p.x() - 1, p.y() - 1, 505, 303));
+    QCOMPARE(window->annotationView()->geometry(), QRect(1, 1, 503, 301));
+    QCOMPARE(window->annotationScene()->sceneRect(), QRectF(-251.5, -150.5, 503, 301));
+    QCOMPARE(window->sizeDisplay()->pos(),
+             QPoint(p.x() - 1, int(p.y() - 20 * ts::scale() - 10)));
+    QCOMPARE(window->sizeDisplay()->selectSize(), QSize(503, 301));
+    QCOMPARE(window->sizeDisplay()->text(), QString("503 x 301"));
+    QVERIFY(window->annotationView()->isVisible());
+    QVERIFY(window->sizeDisplay()->isVisible());
+    QVERIFY(!window->selectionView()->isVisible());
+}
+
+void TestMainWindow::confirmCopiesCropAndResets() {
+    QSignalSpy exits(window, &MainWindow::mainWindowExit);
+    select(QPoint(1000, 600), QPoint(1500, 900));
+    QVERIFY(window->selectionScene()->isCanGetPixmap());
+    QTest::mouseClick(window->toolBar()->button("tool_confirm"), Qt::LeftButton);
+    QCOMPARE(exits.count(), 1);
+    QCOMPARE(exits.at(0).at(0).toInt(), 1);
+
+    const QImage clip = ts::rgb32(QApplication::clipboard()->image());
+    QCOMPARE(clip, ts::rgb32(shot.copy(1000, 600, 500, 300)));
+
+    // Back to the initial state.
+    QVERIFY(!window->painting());
+    QVERIFY(!window->toolBar()->isVisible());
+    QCOMPARE(window->selectionScene()->selectStatus(), 0);
+    QVERIFY(!window->selectionScene()->isCanGetPixmap());
+    QVERIFY(!StyleManager::instance()->selectDoneFlag);
+    QVERIFY(window->toolBar()->button("tool_back")->isChecked());
+    QVERIFY(!window->toolBar()->currentButton());
+}
+
+void TestMainWindow::confirmWhileAnnotatingCopiesAnnotations() {
+    QSignalSpy exits(window, &MainWindow::mainWindowExit);
+    select(QPoint(1000, 600), QPoint(1500, 900));
+    QTest::mouseClick(window->toolBar()->button("tool_square"), Qt::LeftButton);
+    QGraphicsView* pv = window->annotationView();
+    // Annotation scene coordinates are centred on the region: (-250, -150) is its top-left.
+    ts::drag(pv, QPointF(-200, -100), QPointF(-100, 0));
+    QCOMPARE(StyleManager::instance()->getAllItem().size(), 1);
+    QVERIFY(!window->toolBar()->button("tool_back")->isChecked());
+    QTest::qWait(20);
+    QTest::mouseClick(window->toolBar()->button("tool_confirm"), Qt::LeftButton);
+    QCOMPARE(exits.count(), 1);
+    QCOMPARE(exits.at(0).at(0).toInt(), 1);
+    const QImage clip = ts::rgb32(QApplication::clipboard()->image());
+    QCOMPARE(clip.size(), QSize(500, 300));
+    const QImage crop = shot.copy(1000, 600, 500, 300);
+    // Away from the rectangle the crop shows through unchanged; its left edge is red.
+    QCOMPARE(clip.pixel(400, 250), crop.pixel(400, 250));
+    QCOMPARE(clip.pixel(20, 20), crop.pixel(20, 20));
+    QCOMPARE(clip.pixel(50, 100), qRgb(255, 0, 0));
+    QVERIFY(StyleManager::instance()->getAllItem().isEmpty()); // reset cleared the items
+}
+
+void TestMainWindow::cancelAndEmptyConfirm() {
+    QSignalSpy exits(window, &MainWindow::mainWindowExit);
+    QImage sentinel(3, 3, QImage::Format_RGB32);
+    sentinel.fill(qRgb(9, 8, 7));
+    QApplication::clipboard()->setImage(sentinel);
+
+    // Nothing selected: exit 0 and the clipboard keeps what it had.
+    window->slotFinishScreenshots();
+    QCOMPARE(exits.count(), 1);
+    QCOMPARE(exits.at(0).at(0).toInt(), 0);
+    QCOMPARE(ts::rgb32(QApplication::clipboard()->image()), sentinel);
+
+    // A fresh session, then cancel from the toolbar.
+    window->setMainWindowRect(QRect(0, 0, W, H));
+    window->setScreenPixmap(new QPixmap(QPixmap::fromImage(shot)));
+    select(QPoint(700, 500), QPoint(900, 650));
+    QVERIFY(window->toolBar()->isVisible());
+    QTest::mouseClick(window->toolBar()->button("tool_cancel"), Qt::LeftButton);
+    QCOMPARE(exits.count(), 2);
+    QCOMPARE(exits.at(1).at(0).toInt(), 0);
+    QCOMPARE(ts::rgb32(QApplication::clipboard()->image()), sentinel);
+    QVERIFY(!window->toolBar()->isVisible());
+    QCOMPARE(window->selectionScene()->selectStatus(), 0);
+}
+
+void TestMainWindow::dimmedBackground() {
+    select(QPoint(1000, 600), QPoint(1500, 900));
+    const QImage grabbed = ts::rgb32(window->grab().toImage());
+    QCOMPARE(grabbed.size(), QSize(W, H));
+    auto blend = [](QRgb under) {
+        const double a = 133 / 255.0;
+        return qRgb(int(53 * a + qRed(under) * (1 - a) + 0.5),
+                    int(53 * a + qGreen(under) * (1 - a) + 0.5),
+                    int(53 * a + qBlue(under) * (1 - a) + 0.5));
+    };
+    auto close = [](QRgb a, QRgb b) {
+        return qAbs(qRed(a) - qRed(b)) <= 2 && qAbs(qGreen(a) - qGreen(b)) <= 2 &&
+               qAbs(qBlue(a) - qBlue(b)) <= 2;
+    };
+    for (QPoint pt : {QPoint(300, 200), QPoint(2000, 1400), QPoint(1200, 1000), QPoint(77, 1555)}) {
+        const QRgb got = grabbed.pixel(pt);
+        QVERIFY2(close(got, blend(shot.pixel(pt))),
+                 qPrintable(QString("at %1,%2: %3 vs %4")
+                                .arg(pt.x())
+                                .arg(pt.y())
+                                .arg(got, 8, 16)
+                                .arg(blend(shot.pixel(pt)), 8, 16)));
+    }
+    // Inside the selection the screenshot shows undimmed.
+    for (QPoint pt : {QPoint(1100, 700), QPoint(1400, 850)})
+        QCOMPARE(grabbed.pixel(toWindow(pt)), shot.pixel(pt));
+}
+
+QTEST_MAIN(TestMainWindow)
+#include "tst_mainwindow.moc"

@@ -1,0 +1,207 @@
+#include "testsupport.h"
+
+#include "mosaicgraphicsitem.h"
+
+namespace {
+
+// Whole b x b blocks only; the "red" sum keeps the alpha byte (value >> 16, unmasked).
+QImage referencePixelate(QImage const& in, int b) {
+    QImage out = in.copy();
+    if (b <= 0)
+        return out;
+    for (int y0 = 0; y0 + b <= in.height(); y0 += b) {
+        for (int x0 = 0; x0 + b <= in.width(); x0 += b) {
+            quint32 r = 0, g = 0, bl = 0;
+            for (int y = y0; y < y0 + b; ++y) {
+                for (int x = x0; x < x0 + b; ++x) {
+                    const quint32 v = in.pixel(x, y);
+                    r += v >> 16;
+                    g += (v >> 8) & 0xff;
+                    bl += v & 0xff;
+                }
+            }
+            const quint32 n = quint32(b * b);
+            const quint32 value = ((r / n) << 16) + ((g / n) << 8) + bl / n;
+            for (int y = y0; y < y0 + b; ++y)
+                for (int x = x0; x < x0 + b; ++x)
+                    out.setPixel(x, y, value);
+        }
+    }
+    return out;
+}
+
+void compareImages(QImage const& actual, QImage const& expected) {
+    QCOMPARE(actual.size(), expected.size());
+    QCOMPARE(actual.format(), expected.format());
+    for (int y = 0; y < expected.height(); ++y)
+        for (int x = 0; x < expected.width(); ++x)
+            if (actual.pixel(x, y) != expected.pixel(x, y))
+                QFAIL(qPrintable(QString("pixel (%1,%2): %3 != %4")
+                                     .arg(x)
+                                     .arg(y)
+                                     .arg(actual.pixel(x, y), 8, 16)
+                                     .arg(expected.pixel(x, y), 8, 16)));
+}
+
+} // namespace
+
+class TestMosaic : public QObject {
+    Q_OBJECT
+private slots:
+    void cleanup() { ts::resetManager(); }
+
+    void pixelateMatchesReference_data();
+    void pixelateMatchesReference();
+    void alphaRidesInTheRedSum();
+    void setImageScalesToSceneAndPixelates();
+    void paintRevealsSquaresAlongStroke();
+    void meansAndAdaptation();
+};
+
+void TestMosaic::pixelateMatchesReference_data() {
+    QTest::addColumn<int>("format");
+    QTest::addColumn<QSize>("size");
+    QTest::addColumn<int>("block");
+    const QSize sizes[] = {{37, 23}, {64, 48}, {5, 5}, {4, 9}, {1, 1}, {81, 17}};
+    quint32 n = 0;
+    for (QImage::Format f : {QImage::Format_ARGB32, QImage::Format_RGB32})
+        for (QSize sz : sizes)
+            for (int b : {0, 1, 5, 8})
+                QTest::newRow(qPrintable(QString("%1 %2x%3 b%4 #%5")
+                                             .arg(f == QImage::Format_ARGB32 ? "argb" : "rgb")
+                                             .arg(sz.width())
+                                             .arg(sz.height())
+                                             .arg(b)
+                                             .arg(n++)))
+                    << int(f) << sz << b;
+}
+
+void TestMosaic::pixelateMatchesReference() {
+    QFETCH(int, format);
+    QFETCH(QSize, size);
+    QFETCH(int, block);
+    const QImage src = ts::randomImage(size.width(), size.height(), QImage::Format(format),
+                                       quint32(size.width() * 131 + size.height() * 7 + block));
+    const QImage expected = referencePixelate(src, block);
+    compareImages(MosaicGraphicsItem::pixelate(src, block), expected);
+    compareImages(MosaicGraphicsItem::pixelatePerPixel(src, block), expected);
+
+    // Strips narrower than a block keep their pixels bit for bit.
+    if (block > 0) {
+        const QImage out = MosaicGraphicsItem::pixelate(src, block);
+        for (int y = 0; y < src.height(); ++y)
+            for (int x = 0; x < src.width(); ++x)
+                if (x >= src.width() / block * block || y >= src.height() / block * block)
+                    QCOMPARE(out.pixel(x, y), src.pixel(x, y));
+    }
+}
+
+void TestMosaic::alphaRidesInTheRedSum() {
+    // One 2x2 block: two opaque pixels, two fully transparent ones.
+    QImage img(2, 2, QImage::Format_ARGB32);
+    img.setPixel(0, 0, qRgba(200, 10, 20, 255));
+    img.setPixel(1, 0, qRgba(100, 30, 40, 255));
+    img.setPixel(0, 1, qRgba(0, 50, 60, 0));
+    img.setPixel(1, 1, qRgba(0, 70, 80, 0));
+    const QImage out = MosaicGraphicsItem::pixelate(img, 2);
+    // red sum = 2 * 0xff00 + 300 = 0x1FF2C; / 4 = 0x7FCB -> alpha 0x7F, red 0xCB.
+    const QRgb v = out.pixel(1, 1);
+    QCOMPARE(qAlpha(v), 0x7F);
+    QCOMPARE(qRed(v), 0xCB);
+    QCOMPARE(qGreen(v), 40);
+    QCOMPARE(qBlue(v), 50);
+}
+
+void TestMosaic::setImageScalesToSceneAndPixelates() {
+    const int b = int(4 * ts::scale());
+    QCOMPARE(MosaicGraphicsItem::blockSize(), b);
+    QGraphicsScene scene(-20, -12, 42, 26);
+    auto* item = new MosaicGraphicsItem;
+    scene.addItem(item);
+    item->initPoint();
+    QCOMPARE(item->boundingRect(), QRectF(-20, -12, 42, 26));
+    QVERIFY(!item->contains(QPointF(0, 0)));
+
+    const QImage src = ts::randomImage(90, 50, QImage::Format_RGB32, 11);
+    item->setImage(src);
+    const QImage scaled = src.scaled(42, 26, Qt::IgnoreAspectRatio, Qt::FastTransformation);
+    compareImages(item->pixelatedImage(), referencePixelate(scaled, b));
+    scene.removeItem(item);
+    delete item;
+}
+
+void TestMosaic::paintRevealsSquaresAlongStroke() {
+    QGraphicsScene scene(0, 0, 120, 90);
+    QGraphicsView view;
+    ts::setupView(view, &scene, QSize(120, 90));
+
+    StyleManager* m = StyleManager::instance();
+    m->currentDrawingShape(PaintShapesMosaic);
+    auto* item = static_cast<MosaicGraphicsItem*>(m->createItem());
+    scene.addItem(item);
+    const QImage src = ts::patternImage(120, 90);
+    item->setImage(src);
+    item->initPoint();
+    item->changePoint(QPointF(40.7, 30.2));
+    item->changePoint(QPointF(80, 50));
+
+    const int side = int(5 * ts::scale()) * 3; // popup width times the multiplier
+    const int half = side / 2;
+    const QImage pix = item->pixelatedImage();
+    QImage canvas(120, 90, QImage::Format_RGB32);
+    canvas.fill(Qt::black);
+    {
+        QPainter p(&canvas);
+        scene.render(&p, QRectF(0, 0, 120, 90), QRectF(0, 0, 120, 90));
+    }
+    // Each point shows the square of the pixelated image at its view position, drawn at its
+    // truncated scene position; later points paint over earlier ones.
+    const QVector<QPointF> pts{{40.7, 30.2}, {80, 50}};
+    int revealed = 0;
+    for (int y = 0; y < 90; ++y) {
+        for (int x = 0; x < 120; ++x) {
+            QRgb expected = qRgb(0, 0, 0);
+            for (QPointF pt : pts) {
+                const int l = int(pt.x() - half), t = int(pt.y() - half);
+                const QPoint q = view.mapFromScene(pt);
+                if (x >= l && x < l + side && y >= t && y < t + side)
+                    expected = pix.pixel(x - l + q.x() - half, y - t + q.y() - half);
+            }
+            if (canvas.pixel(x, y) != expected)
+                QFAIL(qPrintable(QString("pixel (%1,%2)").arg(x).arg(y)));
+            revealed += expected != qRgb(0, 0, 0);
+        }
+    }
+    QVERIFY(revealed > side * side);
+    scene.removeItem(item);
+}
+
+void TestMosaic::meansAndAdaptation() {
+    QImage a(2, 2, QImage::Format_RGB32);
+    a.setPixel(0, 0, qRgb(10, 20, 30));
+    a.setPixel(1, 0, qRgb(30, 40, 50));
+    a.setPixel(0, 1, qRgb(50, 60, 70));
+    a.setPixel(1, 1, qRgb(71, 81, 91)); // sums 161, 201, 241: means truncate to 40, 50, 60
+    long r, g, bl;
+    MosaicGraphicsItem::computeMeans(a, r, g, bl);
+    QCOMPARE(r, 40L);
+    QCOMPARE(g, 50L);
+    QCOMPARE(bl, 60L);
+    MosaicGraphicsItem::computeMeans(QImage(), r, g, bl);
+    QCOMPARE(r + g + bl, 0L);
+
+    QImage b(1, 3, QImage::Format_RGB32);
+    b.fill(qRgb(250, 200, 1));
+    const QImage out = MosaicGraphicsItem::adaptImage(a, b);
+    for (int y = 0; y < 2; ++y) {
+        for (int x = 0; x < 2; ++x) {
+            const QRgb in = a.pixel(x, y);
+            const int er = qBound(0, qRed(in) + 250 - 40, 255);
+            const int eb = qBound(0, qBlue(in) + 1 - 60, 255);
+            QCOMPARE(out.pixel(x, y), qRgba(er, qGreen(in), eb, 255)); // green unchanged
+        }
+    }
+}
+
+QTEST_MAIN(TestMosaic)
+#include "tst_mosaic.moc"

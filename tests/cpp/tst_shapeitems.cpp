@@ -1,0 +1,440 @@
+#include "testsupport.h"
+
+#include "arrowgraphicitem.h"
+#include "circlegraphicsitem.h"
+#include "randomlinegraphicsitem.h"
+#include "rectanglegraphicsitem.h"
+#include "screenshotgraphicsitem.h"
+
+#include <cmath>
+
+namespace {
+
+// Handle points in search order with their directions, straight from the handle table.
+struct Handle {
+    QPointF p;
+    IremDirection dir;
+};
+QVector<Handle> refHandles(QRectF const& r) {
+    const double x = r.x(), y = r.y(), w = r.width(), h = r.height();
+    return {{{x, y}, DirectionTopLeft},          {{x, y + h / 2}, DirectionLeft},
+            {{x, y + h}, DirectionBottomLeft},   {{x + w / 2, y + h}, DirectionBottom},
+            {{x + w, y + h}, DirectionBottomRight}, {{x + w, y + h / 2}, DirectionRight},
+            {{x + w, y}, DirectionTopRight},     {{x + w / 2, y}, DirectionTop}};
+}
+
+IremDirection refDirection(QRectF const& r, double d, QPointF p) {
+    for (Handle const& h : refHandles(r)) {
+        if (p.x() >= h.p.x() - d / 2 && p.x() <= h.p.x() + d / 2 && p.y() >= h.p.y() - d / 2 &&
+            p.y() <= h.p.y() + d / 2)
+            return h.dir;
+    }
+    return DirectionNone;
+}
+
+template <typename T> T* makeItem(PaintShape shape, int width) {
+    StyleManager* m = StyleManager::instance();
+    m->currentDrawingShape(shape);
+    auto* item = dynamic_cast<T*>(m->createItem());
+    StyleInfo info;
+    info.color = Qt::red;
+    info.width = width;
+    m->slotChange(info);
+    return item;
+}
+
+} // namespace
+
+class TestShapeItems : public QObject {
+    Q_OBJECT
+private slots:
+    void init();
+    void cleanup();
+
+    void handleSearchOrder_data();
+    void handleSearchOrder();
+    void resizeByHandle_data();
+    void resizeByHandle();
+    void moveAndConfinedMove();
+    void outlineBandHitTest_data();
+    void outlineBandHitTest();
+    void arrowGeometry_data();
+    void arrowGeometry();
+    void arrowHitAndHandles();
+    void arrowMoveSnapsToWholeUnits();
+    void penLopsidedHitSquares_data();
+    void penLopsidedHitSquares();
+    void penDragsOnlyWhileEditing();
+
+private:
+    QGraphicsScene* scene = nullptr;
+    QGraphicsView* view = nullptr;
+};
+
+void TestShapeItems::init() {
+    ts::resetManager();
+    scene = new QGraphicsScene(0, 0, 500, 300);
+    view = new QGraphicsView;
+    ts::setupView(*view, scene, QSize(800, 600));
+}
+
+void TestShapeItems::cleanup() {
+    // The manager owns the annotation items: take them out of the scene before it goes.
+    for (QGraphicsItem* it : StyleManager::instance()->getAllItem())
+        if (it && it->scene() == scene)
+            scene->removeItem(it);
+    delete view;
+    delete scene;
+    ts::resetManager();
+}
+
+void TestShapeItems::handleSearchOrder_data() {
+    QTest::addColumn<QRectF>("box");
+    QTest::newRow("normal") << QRectF(100, 80, 200, 120);
+    QTest::newRow("narrower than d") << QRectF(100, 80, 6, 9);
+    QTest::newRow("zero size") << QRectF(150, 150, 0, 0);
+    QTest::newRow("flat") << QRectF(60, 100, 150, 0);
+}
+
+void TestShapeItems::handleSearchOrder() {
+    QFETCH(QRectF, box);
+    const double d = 10 * ts::scale();
+    auto* item = makeItem<RectangleGraphicsItem>(PaintShapesRectangle, 2);
+    item->setRect(box);
+    item->setItemPaintStatus(PaintStatusEditing);
+
+    // Exactly on each handle point: the first handle in search order wins.
+    for (Handle const& h : refHandles(box))
+        QCOMPARE(item->getDirection(h.p), refDirection(box, d, h.p));
+    if (box.width() < d) {
+        QCOMPARE(item->getDirection(box.center()), DirectionTopLeft);
+    }
+
+    // A grid off the square edges, covering handles, overlaps and the inside.
+    int hits = 0;
+    for (double y = box.top() - d; y <= box.bottom() + d; y += 1.7) {
+        for (double x = box.left() - d; x <= box.right() + d; x += 1.3) {
+            const QPointF p(x + 0.05, y + 0.05);
+            const IremDirection expected = refDirection(box, d, p);
+            QCOMPARE(item->getDirection(p), expected);
+            QCOMPARE(item->isCanEdit(p), expected != DirectionNone);
+            const bool inGrown = box.adjusted(-d / 2, -d / 2, d / 2, d / 2).contains(p);
+            QCOMPARE(item->isContains(p), inGrown || expected != DirectionNone);
+            hits += expected != DirectionNone;
+        }
+    }
+    QVERIFY(hits > 0);
+
+    // Handles only catch the mouse while editing.
+    item->setItemPaintStatus(PaintStatusFinished);
+    QVERIFY(!item->isCanEdit(box.topLeft()));
+    QCOMPARE(item->boundingRect(), box.adjusted(-d / 2, -d / 2, d / 2, d / 2));
+}
+
+void TestShapeItems::resizeByHandle_data() {
+    QTest::addColumn<int>("handle"); // index in search order
+    QTest::addColumn<QPointF>("to");
+    QTest::addColumn<QRectF>("expected");
+    QTest::addColumn<int>("direction");
+    // Box (100, 100, 200, 100): left 100, top 100, right 300, bottom 200.
+    QTest::newRow("top-left inside") << 0 << QPointF(150, 130) << QRectF(150, 130, 150, 70)
+                                     << int(DirectionTopLeft);
+    QTest::newRow("top-left past bottom-right")
+        << 0 << QPointF(350, 260) << QRectF(300, 200, 50, 60) << int(DirectionBottomRight);
+    QTest::newRow("left inside") << 1 << QPointF(130, 170) << QRectF(130, 100, 170, 100)
+                                 << int(DirectionLeft);
+    QTest::newRow("left past right") << 1 << QPointF(380, 170) << QRectF(300, 100, 80, 100)
+                                     << int(DirectionRight);
+    QTest::newRow("bottom-left past top-right")
+        << 2 << QPointF(340, 60) << QRectF(300, 60, 40, 40) << int(DirectionTopRight);
+    QTest::newRow("bottom outward") << 3 << QPointF(180, 260) << QRectF(100, 100, 200, 160)
+                                    << int(DirectionBottom);
+    QTest::newRow("bottom past top") << 3 << QPointF(220, 40) << QRectF(100, 40, 200, 60)
+                                     << int(DirectionTop);
+    QTest::newRow("bottom-right inside") << 4 << QPointF(250, 170)
+                                         << QRectF(100, 100, 150, 70) << int(DirectionBottomRight);
+    QTest::newRow("bottom-right past top-left")
+        << 4 << QPointF(40, 50) << QRectF(40, 50, 60, 50) << int(DirectionTopLeft);
+    QTest::newRow("bottom-right onto anchor column")
+        << 4 << QPointF(100, 50) << QRectF(100, 50, 0, 50) << int(DirectionTopLeft);
+    QTest::newRow("bottom-right onto anchor row")
+        << 4 << QPointF(150, 100) << QRectF(100, 100, 50, 0) << int(DirectionBottomRight);
+    QTest::newRow("bottom-right below-left")
+        << 4 << QPointF(60, 240) << QRectF(60, 100, 40, 140) << int(DirectionBottomLeft);
+    QTest::newRow("right past left") << 5 << QPointF(40, 130) << QRectF(40, 100, 60, 100)
+                                     << int(DirectionLeft);
+    QTest::newRow("top-right past bottom-left")
+        << 6 << QPointF(50, 250) << QRectF(50, 200, 50, 50) << int(DirectionBottomLeft);
+    QTest::newRow("top inward") << 7 << QPointF(170, 150) << QRectF(100, 150, 200, 50)
+                                << int(DirectionTop);
+    QTest::newRow("top past bottom") << 7 << QPointF(170, 280) << QRectF(100, 200, 200, 80)
+                                     << int(DirectionBottom);
+}
+
+void TestShapeItems::resizeByHandle() {
+    QFETCH(int, handle);
+    QFETCH(QPointF, to);
+    QFETCH(QRectF, expected);
+    QFETCH(int, direction);
+    const QRectF box(100, 100, 200, 100);
+    auto* item = makeItem<RectangleGraphicsItem>(PaintShapesRectangle, 2);
+    scene->addItem(item);
+    item->setRect(box);
+    item->setItemPaintStatus(PaintStatusEditing);
+
+    const QPointF from = refHandles(box).at(handle).p;
+    ts::press(view, from);
+    QCOMPARE(item->dragMode(), 2);
+    for (int i = 1; i <= 5; ++i)
+        ts::move(view, from + (to - from) * (i / 5.0));
+    QCOMPARE(int(item->currentDirection()), direction);
+    ts::release(view, to);
+    QCOMPARE(item->getRect(), expected);
+    QVERIFY(item->getRect().width() >= 0 && item->getRect().height() >= 0);
+    // Release refreshes the handles around the new box.
+    const QPointF br = expected.bottomRight();
+    QCOMPARE(item->getDirection(br), refDirection(expected, 10 * ts::scale(), br));
+}
+
+void TestShapeItems::moveAndConfinedMove() {
+    // An annotation moves freely, by the mouse's travel.
+    auto* rect = makeItem<RectangleGraphicsItem>(PaintShapesRectangle, 4);
+    scene->addItem(rect);
+    rect->setRect(QRectF(100, 100, 200, 100));
+    rect->setItemPaintStatus(PaintStatusEditing);
+    ts::drag(view, QPointF(150, 100), QPointF(590, 520)); // grabbed on the top edge
+    QCOMPARE(rect->dragMode(), 1);
+    QCOMPARE(rect->getRect(), QRectF(540, 520, 200, 100));
+    scene->removeItem(rect);
+
+    // The selection frame stays inside the scene rectangle (0, 0, 500, 300).
+    auto* frame = new ScreenShotGraphicsItem;
+    scene->addItem(frame);
+    frame->setRect(QRectF(100, 50, 200, 100));
+    frame->setItemPaintStatus(PaintStatusEditing);
+    ts::drag(view, QPointF(200, 100), QPointF(700, 550));
+    QCOMPARE(frame->getRect(), QRectF(300, 200, 200, 100));
+    ts::drag(view, QPointF(400, 250), QPointF(330, 240));
+    QCOMPARE(frame->getRect(), QRectF(230, 190, 200, 100));
+    ts::drag(view, QPointF(300, 250), QPointF(5, 5));
+    QCOMPARE(frame->getRect(), QRectF(0, 0, 200, 100));
+
+    // Finished items are not resized by a press on a handle position.
+    frame->setItemPaintStatus(PaintStatusFinished);
+    const QRectF before = frame->getRect();
+    ts::drag(view, before.bottomRight(), QPointF(450, 280));
+    QCOMPARE(frame->getRect(), before);
+    delete frame;
+}
+
+void TestShapeItems::outlineBandHitTest_data() {
+    QTest::addColumn<bool>("ellipse");
+    QTest::addColumn<int>("width");
+    QTest::newRow("rectangle w4") << false << 4;
+    QTest::newRow("rectangle w10") << false << 10;
+    QTest::newRow("ellipse w4") << true << 4;
+    QTest::newRow("ellipse w10") << true << 10;
+}
+
+void TestShapeItems::outlineBandHitTest() {
+    QFETCH(bool, ellipse);
+    QFETCH(int, width);
+    const double s = ts::scale(), t = width * s, d = 10 * s;
+    const QRectF box(100, 80, 240, 140);
+    ShapeBaseGraphicsItem* item =
+        ellipse ? static_cast<ShapeBaseGraphicsItem*>(
+                      makeItem<CircleGraphicsItem>(PaintShapesCircle, width))
+                : makeItem<RectangleGraphicsItem>(PaintShapesRectangle, width);
+    item->setRect(box);
+
+    const QPointF c = box.center();
+    const double a = box.width() / 2, b = box.height() / 2;
+    // Implicit ellipse value: < 1 inside.
+    auto f = [&](QPointF p, double ra, double rb) {
+        const double dx = (p.x() - c.x()) / ra, dy = (p.y() - c.y()) / rb;
+        return dx * dx + dy * dy;
+    };
+    const QRectF outer = box.adjusted(-t / 2, -t / 2, t / 2, t / 2);
+    const QRectF inner = box.adjusted(t / 2, t / 2, -t / 2, -t / 2);
+
+    for (ItemPaintStatus status : {PaintStatusFinished, PaintStatusEditing}) {
+        item->setItemPaintStatus(status);
+        int bandHits = 0;
+        for (double y = box.top() - t - 3 + 0.013; y <= box.bottom() + t + 3; y += 2.3) {
+            for (double x = box.left() - t - 3 + 0.013; x <= box.right() + t + 3; x += 2.9) {
+                const QPointF p(x, y);
+                bool band;
+                if (ellipse) {
+                    const double fo = f(p, a + t / 2, b + t / 2), fi = f(p, a - t / 2, b - t / 2);
+                    if (std::abs(fo - 1) < 0.03 || std::abs(fi - 1) < 0.03)
+                        continue; // too close to a curve for a flattened path
+                    band = fo < 1 && fi >= 1;
+                } else {
+                    auto near = [](double v, double e) { return std::abs(v - e) < 0.01; };
+                    if (near(x, outer.left()) || near(x, outer.right()) || near(x, inner.left()) ||
+                        near(x, inner.right()) || near(y, outer.top()) ||
+                        near(y, outer.bottom()) || near(y, inner.top()) || near(y, inner.bottom()))
+                        continue;
+                    band = outer.contains(p) && !inner.contains(p);
+                }
+                const bool handle =
+                    status == PaintStatusEditing && refDirection(box, d, p) != DirectionNone;
+                QCOMPARE(item->contains(p), band || handle);
+                bandHits += band;
+            }
+        }
+        QVERIFY(bandHits > 20);
+        QVERIFY(!item->contains(c)); // unfilled: the inside never hits
+    }
+}
+
+void TestShapeItems::arrowGeometry_data() {
+    QTest::addColumn<QPointF>("start");
+    QTest::addColumn<QPointF>("end");
+    QTest::addColumn<int>("width");
+    QTest::newRow("horizontal") << QPointF(0, 0) << QPointF(100, 0) << 4;
+    QTest::newRow("diagonal") << QPointF(10, 20) << QPointF(130, 75) << 10;
+    QTest::newRow("up-left") << QPointF(200, 150) << QPointF(40, 30) << 7;
+    QTest::newRow("degenerate") << QPointF(50, 50) << QPointF(50, 50) << 6;
+}
+
+void TestShapeItems::arrowGeometry() {
+    QFETCH(QPointF, start);
+    QFETCH(QPointF, end);
+    QFETCH(int, width);
+    QPolygonF head, shaft;
+    ArrowGraphicItem::arrowPolygons(start, end, width, head, shaft);
+    QCOMPARE(head.size(), 3);
+    QCOMPARE(shaft.size(), 3);
+
+    const double L = 2.0 * width;
+    const double th = std::atan2(end.y() - start.y(), end.x() - start.x());
+    const double sn = std::sin(th), cs = std::cos(th);
+    const QPointF p1(end.x() - L * cs - L / 2 * sn, end.y() - L * sn + L / 2 * cs);
+    const QPointF p2(end.x() - L * cs + L / 2 * sn, end.y() - L * sn - L / 2 * cs);
+    const double ox = std::trunc(L * sn / 3), oy = std::trunc(L * cs / 3);
+    const QPolygonF eh(QVector<QPointF>{end, p1, p2});
+    const QPolygonF es(QVector<QPointF>{start, QPointF(p1.x() + ox, p1.y() - oy),
+                                         QPointF(p2.x() - ox, p2.y() + oy)});
+    for (int i = 0; i < 3; ++i) {
+        QVERIFY2(QLineF(head.at(i), eh.at(i)).length() < 1e-9, qPrintable(QString::number(i)));
+        QVERIFY2(QLineF(shaft.at(i), es.at(i)).length() < 1e-9, qPrintable(QString::number(i)));
+    }
+    if (QTest::currentDataTag() == QByteArray("horizontal")) {
+        QCOMPARE(head, QPolygonF(QVector<QPointF>{{100, 0}, {92, 4}, {92, -4}}));
+        QCOMPARE(shaft, QPolygonF(QVector<QPointF>{{0, 0}, {92, 2}, {92, -2}}));
+    }
+}
+
+void TestShapeItems::arrowHitAndHandles() {
+    const double d = 10 * ts::scale();
+    auto* arrow = makeItem<ArrowGraphicItem>(PaintShapesArrow, 4);
+    scene->addItem(arrow);
+    arrow->setArrowPoint(QPointF(100, 100), QPointF(300, 100));
+    arrow->setItemPaintStatus(PaintStatusFinished);
+    QCOMPARE(arrow->boundingRect(), QRectF(100 - d, 100 - d, 200 + 2 * d, 2 * d));
+    QCOMPARE(arrow->shape().boundingRect(), QRectF(90, 90, 220, 20));
+
+    QVERIFY(arrow->contains(QPointF(298, 100)));  // head tip region
+    QVERIFY(arrow->contains(QPointF(293, 103)));
+    QVERIFY(arrow->contains(QPointF(200, 100.5))); // on the shaft
+    QVERIFY(!arrow->contains(QPointF(200, 103)));  // beside the shaft's middle
+    QVERIFY(!arrow->contains(QPointF(100 + d / 4, 100 + d / 4)));
+    arrow->setItemPaintStatus(PaintStatusEditing);
+    QVERIFY(arrow->contains(QPointF(100 + d / 4, 100 + d / 4))); // start handle while editing
+    QVERIFY(!arrow->contains(QPointF(200, 103)));
+
+    // Dragging the end handle moves only the end.
+    ts::drag(view, QPointF(300 + d / 4, 100 - d / 4), QPointF(350, 250));
+    QCOMPARE(arrow->startPoint(), QPointF(100, 100));
+    QCOMPARE(arrow->endPoint(), QPointF(350, 250));
+    // A very short arrow: both handles overlap, the end wins.
+    arrow->setArrowPoint(QPointF(200, 200), QPointF(204, 200));
+    ts::drag(view, QPointF(202, 200), QPointF(260, 240));
+    QCOMPARE(arrow->startPoint(), QPointF(200, 200));
+    QCOMPARE(arrow->endPoint(), QPointF(260, 240));
+    // The start handle alone picks the start.
+    ts::drag(view, QPointF(200 - d / 4, 200), QPointF(150, 120));
+    QCOMPARE(arrow->startPoint(), QPointF(150, 120));
+    QCOMPARE(arrow->endPoint(), QPointF(260, 240));
+}
+
+void TestShapeItems::arrowMoveSnapsToWholeUnits() {
+    // 5 viewport pixels per scene unit, so the mouse can travel by fractions of a unit.
+    view->scale(5, 5);
+    view->centerOn(30, 30);
+    auto* arrow = makeItem<ArrowGraphicItem>(PaintShapesArrow, 10);
+    scene->addItem(arrow);
+    arrow->setArrowPoint(QPointF(10, 10), QPointF(50, 50));
+    arrow->setItemPaintStatus(PaintStatusEditing);
+
+    const QPointF grab(30, 30); // on the shaft, away from both handles
+    QVERIFY(arrow->contains(grab));
+    ts::press(view, grab);
+    ts::move(view, grab + QPointF(0.6, 0.6));
+    QCOMPARE(arrow->startPoint(), QPointF(10, 10));
+    QCOMPARE(arrow->endPoint(), QPointF(50, 50));
+    ts::move(view, grab + QPointF(1.2, 1.2)); // the last point advanced: again only 0.6
+    QCOMPARE(arrow->startPoint(), QPointF(10, 10));
+    ts::move(view, grab + QPointF(4.8, -1.2)); // delta (3.6, -2.4): truncation toward zero
+    QCOMPARE(arrow->startPoint(), QPointF(13, 7));
+    QCOMPARE(arrow->endPoint(), QPointF(53, 47));
+    ts::release(view, grab + QPointF(4.8, -1.2));
+}
+
+void TestShapeItems::penLopsidedHitSquares_data() {
+    QTest::addColumn<int>("width");
+    QTest::newRow("1") << 1;
+    QTest::newRow("2") << 2;
+    QTest::newRow("5") << 5;
+    QTest::newRow("10") << 10;
+}
+
+void TestShapeItems::penLopsidedHitSquares() {
+    QFETCH(int, width);
+    auto* pen = makeItem<RandomLineGraphicsItem>(PaintShapesPen, width);
+    QVERIFY(!pen->contains(QPointF(10, 10))); // no points: never hit
+    const QVector<QPointF> pts{{10.7, 10.7}, {-3.5, -3.5}, {40.2, -7.9}};
+    for (QPointF const& p : pts)
+        pen->changePoint(p);
+
+    const int h = width / 2;
+    auto refHit = [&](QPointF q) {
+        for (QPointF const& p : pts) {
+            const double l = std::trunc(p.x() - h), t = std::trunc(p.y() - h);
+            if (q.x() >= l && q.x() <= l + width + 4 && q.y() >= t && q.y() <= t + width + 4)
+                return true;
+        }
+        return false;
+    };
+    for (double y = -15.05; y < 25; y += 0.7)
+        for (double x = -15.05; x < 60; x += 0.9)
+            QCOMPARE(pen->contains(QPointF(x, y)), refHit(QPointF(x, y)));
+    if (width == 2) {
+        QVERIFY(pen->contains(QPointF(14.9, 14.9)));
+        QVERIFY(!pen->contains(QPointF(8.9, 10)));
+    }
+}
+
+void TestShapeItems::penDragsOnlyWhileEditing() {
+    auto* pen = makeItem<RandomLineGraphicsItem>(PaintShapesPen, 10);
+    scene->addItem(pen);
+    const QVector<QPointF> pts{{100, 100}, {150, 120}, {200, 100}};
+    for (QPointF const& p : pts)
+        pen->changePoint(p);
+
+    for (ItemPaintStatus s : {PaintStatusCreating, PaintStatusFinished}) {
+        pen->setItemPaintStatus(s);
+        ts::drag(view, QPointF(150, 120), QPointF(250, 220));
+        QCOMPARE(pen->points(), pts);
+    }
+    pen->setItemPaintStatus(PaintStatusEditing);
+    ts::drag(view, QPointF(150, 120), QPointF(230, 170));
+    QVector<QPointF> moved;
+    for (QPointF const& p : pts)
+        moved << p + QPointF(80, 50);
+    QCOMPARE(pen->points(), moved);
+}
+
+QTEST_MAIN(TestShapeItems)
+#include "tst_shapeitems.moc"

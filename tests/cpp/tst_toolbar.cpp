@@ -1,0 +1,349 @@
+#include "testsupport.h"
+
+#include "colorlistitemwidget.h"
+#include "fontlistitemwidget.h"
+#include "screentoolframe.h"
+#include "selectfontwidget.h"
+#include "selectlinewidthwidget.h"
+#include "selectmasoicwidget.h"
+#include "selectstylewidget.h"
+#include "showsizewidget.h"
+
+namespace {
+
+bool checkedTogether(QPushButton* b, bool checked) {
+    return b->isChecked() == checked && b->isCheckable() == checked;
+}
+
+StyleInfo lastStyle(QSignalSpy const& spy) {
+    return spy.last().at(0).value<StyleInfo>();
+}
+
+} // namespace
+
+class TestToolBar : public QObject {
+    Q_OBJECT
+private slots:
+    void initTestCase() { qRegisterMetaType<StyleInfo>("StyleInfo"); }
+    void init();
+    void cleanup();
+
+    void buttonsInLayoutOrder();
+    void clickChecksToolAndEmits_data();
+    void clickChecksToolAndEmits();
+    void undoButtonShowsNothingToUndo();
+    void shapeChangeFromElsewhere_data();
+    void shapeChangeFromElsewhere();
+    void lineStylePopup();
+    void lineStyleColourClicks_data();
+    void lineStyleColourClicks();
+    void fontPopup();
+    void mosaicPopupAndSizeDisplay();
+    void fixedSizesAtScale();
+
+private:
+    ScreenToolFrame* bar = nullptr;
+};
+
+void TestToolBar::init() {
+    ts::resetManager();
+    bar = new ScreenToolFrame;
+    bar->move(10, 10);
+    bar->show();
+    QVERIFY(QTest::qWaitForWindowExposed(bar));
+}
+
+void TestToolBar::cleanup() {
+    delete bar;
+    ts::resetManager();
+}
+
+void TestToolBar::buttonsInLayoutOrder() {
+    const QStringList expected{"tool_square", "tool_circle", "tool_arrow", "tool_paintpen",
+                               "tool_mosaic", "tool_text",   "tool_back",  "tool_save",
+                               "tool_cancel", "tool_confirm"};
+    QLayout* layout = bar->layout();
+    QCOMPARE(layout->count(), 10);
+    int lastX = -1;
+    for (int i = 0; i < 10; ++i) {
+        QWidget* w = layout->itemAt(i)->widget();
+        QCOMPARE(w->objectName(), expected.at(i));
+        QVERIFY(w->x() > lastX); // left to right on screen too
+        lastX = w->x();
+        QCOMPARE(checkedTogether(static_cast<QPushButton*>(w), w->objectName() == "tool_back"),
+                 true);
+    }
+    QVERIFY(!bar->currentButton());
+}
+
+void TestToolBar::clickChecksToolAndEmits_data() {
+    QTest::addColumn<QString>("name");
+    QTest::addColumn<QByteArray>("signal");
+    QTest::newRow("square") << "tool_square" << QByteArray(SIGNAL(insertRectangle()));
+    QTest::newRow("circle") << "tool_circle" << QByteArray(SIGNAL(insertCircle()));
+    QTest::newRow("arrow") << "tool_arrow" << QByteArray(SIGNAL(insertArrow()));
+    QTest::newRow("pen") << "tool_paintpen" << QByteArray(SIGNAL(insertPaintePen()));
+    QTest::newRow("mosaic") << "tool_mosaic" << QByteArray(SIGNAL(insertMosaic()));
+    QTest::newRow("text") << "tool_text" << QByteArray(SIGNAL(insertText()));
+    QTest::newRow("save") << "tool_save" << QByteArray(SIGNAL(saveAs()));
+    QTest::newRow("cancel") << "tool_cancel" << QByteArray(SIGNAL(exitScreenshots()));
+    QTest::newRow("confirm") << "tool_confirm" << QByteArray(SIGNAL(finishScreenshots()));
+}
+
+void TestToolBar::clickChecksToolAndEmits() {
+    QFETCH(QString, name);
+    QFETCH(QByteArray, signal);
+    QSignalSpy spy(bar, signal.constData());
+    QSignalSpy undo(bar, SIGNAL(undo()));
+    const QString other = name == "tool_circle" ? "tool_square" : "tool_circle";
+    CustomButton* first = bar->button(other);
+    CustomButton* b = bar->button(name);
+
+    QTest::mouseClick(first, Qt::LeftButton);
+    QVERIFY(checkedTogether(first, true));
+    QTest::mousePress(b, Qt::LeftButton); // acts on press
+    QCOMPARE(spy.count(), 1);
+    QTest::mouseRelease(b, Qt::LeftButton);
+    QCOMPARE(spy.count(), 1);
+    QVERIFY(checkedTogether(b, true));
+    QVERIFY(checkedTogether(first, false));
+    QCOMPARE(bar->currentButton(), b);
+
+    QTest::mouseClick(b, Qt::LeftButton); // the same button again stays checked
+    QCOMPARE(spy.count(), 2);
+    QVERIFY(checkedTogether(b, true));
+    QCOMPARE(bar->currentButton(), b);
+    QVERIFY(checkedTogether(bar->button("tool_back"), true));
+    QCOMPARE(undo.count(), 0);
+
+    // Clicking the frame between buttons does nothing.
+    QTest::mouseClick(bar, Qt::LeftButton, {}, QPoint(3, 3));
+    QCOMPARE(bar->currentButton(), b);
+
+    bar->resumeInitStatus();
+    QVERIFY(checkedTogether(b, false));
+    QVERIFY(!bar->currentButton());
+    QVERIFY(checkedTogether(bar->button("tool_back"), true));
+}
+
+void TestToolBar::undoButtonShowsNothingToUndo() {
+    StyleManager* m = StyleManager::instance();
+    connect(bar, &ScreenToolFrame::undo, m, &StyleManager::undo);
+    CustomButton* back = bar->button("tool_back");
+    QSignalSpy undo(bar, &ScreenToolFrame::undo);
+
+    QTest::mouseClick(bar->button("tool_arrow"), Qt::LeftButton);
+    m->currentDrawingShape(PaintShapesRectangle);
+    m->createItem();
+    m->createItem();
+    QVERIFY(checkedTogether(back, true)); // not told yet
+    bar->updateUndo();
+    QVERIFY(checkedTogether(back, false));
+
+    QTest::mouseClick(back, Qt::LeftButton);
+    QCOMPARE(undo.count(), 1);
+    QCOMPARE(m->getAllItem().size(), 1);
+    QVERIFY(checkedTogether(back, false));
+    QTest::mouseClick(back, Qt::LeftButton);
+    QCOMPARE(m->getAllItem().size(), 0);
+    QVERIFY(checkedTogether(back, true));
+    // Undo never touches the current tool.
+    QCOMPARE(bar->currentButton(), bar->button("tool_arrow"));
+    QVERIFY(checkedTogether(bar->button("tool_arrow"), true));
+
+    bar->updateUndo(); // nothing there: stays checked
+    QVERIFY(checkedTogether(back, true));
+    m->createItem();
+    bar->updateUndo();
+    QVERIFY(checkedTogether(back, false));
+}
+
+void TestToolBar::shapeChangeFromElsewhere_data() {
+    QTest::addColumn<int>("shape");
+    QTest::addColumn<QString>("name"); // empty: no change
+    QTest::newRow("ellipse") << 2 << "tool_circle";
+    QTest::newRow("rectangle") << 3 << "tool_square";
+    QTest::newRow("mosaic") << 4 << "tool_mosaic";
+    QTest::newRow("pen") << 5 << "tool_paintpen";
+    QTest::newRow("text") << 6 << "tool_text";
+    QTest::newRow("arrow") << 8 << "tool_arrow";
+    QTest::newRow("0") << 0 << "";
+    QTest::newRow("1") << 1 << "";
+    QTest::newRow("7") << 7 << "";
+}
+
+void TestToolBar::shapeChangeFromElsewhere() {
+    QFETCH(int, shape);
+    QFETCH(QString, name);
+    CustomButton* save = bar->button("tool_save");
+    QTest::mouseClick(save, Qt::LeftButton);
+    bar->slotShapeChange(PaintShape(shape));
+    if (name.isEmpty()) {
+        QCOMPARE(bar->currentButton(), save);
+        QVERIFY(checkedTogether(save, true));
+        return;
+    }
+    CustomButton* target = bar->button(name);
+    QCOMPARE(bar->currentButton(), target);
+    QVERIFY(checkedTogether(target, true));
+    QVERIFY(checkedTogether(save, false));
+    bar->slotShapeChange(PaintShape(shape)); // same tool again: still checked
+    QCOMPARE(bar->currentButton(), target);
+    QVERIFY(checkedTogether(target, true));
+    int checkedCount = 0;
+    for (CustomButton* b : bar->findChildren<CustomButton*>())
+        checkedCount += b->isChecked() && b->objectName() != "tool_back";
+    QCOMPARE(checkedCount, 1);
+}
+
+void TestToolBar::lineStylePopup() {
+    const double s = ts::scale();
+    SelectStyleWidget popup;
+    popup.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&popup));
+    const StyleInfo fresh = popup.getStyle();
+    QCOMPARE(fresh.color, QColor("red"));
+    QCOMPARE(fresh.width, int(5 * s));
+    QCOMPARE(fresh.font, QFont());
+
+    SelectLineWidthWidget* list = popup.widthList();
+    const QList<int> widths{int(5 * s), int(10 * s), int(14 * s)};
+    QCOMPARE(list->model()->rowCount(), 3);
+    for (int i = 0; i < 3; ++i)
+        QCOMPARE(list->model()->index(i, 0).data(Qt::UserRole).toInt(), widths.at(i));
+
+    QSignalSpy spy(&popup, &SelectStyleWidget::sigChange);
+    for (int row : {2, 1}) {
+        const QRect cell = list->visualRect(list->model()->index(row, 0));
+        QTest::mouseClick(list->viewport(), Qt::LeftButton, {}, cell.center());
+        QVERIFY(spy.count() > 0);
+        QCOMPARE(lastStyle(spy).width, widths.at(row));
+        QCOMPARE(popup.getStyle().width, widths.at(row));
+        QCOMPARE(popup.getIndex(), row);
+    }
+
+    // From outside: the colour changes what is reported, the check stays where it was.
+    CustomButton* checked = popup.colorList()->checkedButton();
+    const int before = spy.count();
+    popup.setColor(QColor("#676767"));
+    QCOMPARE(popup.getStyle().color, QColor("#676767"));
+    QCOMPARE(popup.colorList()->checkedButton(), checked);
+    QVERIFY(checked->isChecked());
+    QCOMPARE(spy.count(), before);
+    popup.setIndex(0);
+    QCOMPARE(popup.getStyle().width, widths.at(0));
+}
+
+void TestToolBar::lineStyleColourClicks_data() {
+    QTest::addColumn<int>("index");
+    QTest::addColumn<QColor>("color");
+    const char* colors[] = {"red", "#8A31FB", "#00B4FF", "#61ED00", "#FFEB03", "#676767"};
+    for (int i = 0; i < 6; ++i)
+        QTest::newRow(colors[i]) << i << QColor(colors[i]);
+}
+
+void TestToolBar::lineStyleColourClicks() {
+    QFETCH(int, index);
+    QFETCH(QColor, color);
+    SelectStyleWidget popup;
+    popup.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&popup));
+    QSignalSpy spy(&popup, &SelectStyleWidget::sigChange);
+    const QList<CustomButton*> buttons = popup.colorList()->buttons();
+    QCOMPARE(buttons.size(), 6);
+    CustomButton* red = buttons.at(0);
+    QVERIFY(red->isChecked());
+
+    QTest::mouseClick(buttons.at(index), Qt::LeftButton);
+    QCOMPARE(spy.count(), 1);
+    QCOMPARE(lastStyle(spy).color, color);
+    QCOMPARE(lastStyle(spy).width, int(5 * ts::scale()));
+    QCOMPARE(popup.getColor(), color);
+    QCOMPARE(popup.colorList()->checkedButton(), buttons.at(index));
+    for (CustomButton* b : buttons)
+        QCOMPARE(b->isChecked(), b == buttons.at(index));
+    QCOMPARE(popup.widthList()->delegate()->getColor(), color);
+
+    QTest::mouseClick(buttons.at(index), Qt::LeftButton); // again: same colour re-sent
+    QCOMPARE(spy.count(), 2);
+    QCOMPARE(lastStyle(spy).color, color);
+    QVERIFY(buttons.at(index)->isChecked());
+}
+
+void TestToolBar::fontPopup() {
+    SelectFontWidget popup;
+    popup.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&popup));
+    QCOMPARE(popup.getStyle().font.pixelSize(), 24);
+    QCOMPARE(popup.getStyle().color, QColor("red"));
+
+    FontListItemWidget* sizes = popup.sizeList();
+    QCOMPARE(sizes->count(), 3);
+    QCOMPARE(sizes->itemText(0), QString("Small"));
+    QCOMPARE(sizes->itemText(1), QString("Medium"));
+    QCOMPARE(sizes->itemText(2), QString("Large"));
+    QCOMPARE(sizes->currentIndex(), 0);
+
+    QSignalSpy spy(&popup, &SelectFontWidget::sigChange);
+    sizes->setFocus();
+    QTest::keyClick(sizes, Qt::Key_Down);
+    QTest::keyClick(sizes, Qt::Key_Down);
+    QCOMPARE(sizes->currentIndex(), 2);
+    QCOMPARE(spy.count(), 2);
+    QCOMPARE(lastStyle(spy).font.pixelSize(), 64);
+    QCOMPARE(popup.getStyle().font.pixelSize(), 64);
+    QCOMPARE(popup.getTextSize(), QString("64"));
+    sizes->setCurrentIndex(1);
+    QCOMPARE(lastStyle(spy).font.pixelSize(), 48);
+
+    QTest::mouseClick(popup.colorList()->buttons().at(2), Qt::LeftButton);
+    QCOMPARE(lastStyle(spy).color, QColor("#00B4FF"));
+    QCOMPARE(lastStyle(spy).font.pixelSize(), 48);
+    popup.setColor(QColor("#FFEB03"));
+    QCOMPARE(popup.getStyle().color, QColor("#FFEB03"));
+    QCOMPARE(popup.colorList()->checkedButton(), popup.colorList()->buttons().at(2));
+}
+
+void TestToolBar::mosaicPopupAndSizeDisplay() {
+    const double s = ts::scale();
+    SelectMasoicWidget popup;
+    popup.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&popup));
+    QCOMPARE(popup.getStyle().width, int(5 * s));
+    QVERIFY(!popup.getStyle().color.isValid());
+    QSignalSpy spy(&popup, &SelectMasoicWidget::sigChange);
+    SelectLineWidthWidget* list = popup.widthList();
+    QTest::mouseClick(list->viewport(), Qt::LeftButton, {},
+                      list->visualRect(list->model()->index(2, 0)).center());
+    QCOMPARE(spy.count(), 1);
+    QCOMPARE(lastStyle(spy).width, int(14 * s));
+    QVERIFY(!lastStyle(spy).color.isValid());
+    popup.setIndex(1);
+    QCOMPARE(popup.getIndex(), 1);
+    QCOMPARE(popup.getStyle().width, int(10 * s));
+
+    ShowSizeWidget size;
+    QCOMPARE(size.text(), QString("-1 x -1"));
+    size.setSelectSize(QSize(1920, 1080));
+    QCOMPARE(size.text(), QString("1920 x 1080"));
+}
+
+void TestToolBar::fixedSizesAtScale() {
+    const double s = ts::scale();
+    SelectStyleWidget line;
+    SelectFontWidget font;
+    SelectMasoicWidget mosaic;
+    ShowSizeWidget size;
+    auto fixed = [](QWidget& w) { return w.minimumSize() == w.maximumSize() ? w.minimumSize() : QSize(); };
+    QCOMPARE(fixed(*bar), QSize(int(338 * s), int(42 * s)));
+    QCOMPARE(fixed(*bar->button("tool_mosaic")), QSize(int(16 * s), int(16 * s)));
+    QCOMPARE(fixed(line), QSize(int(244 * s), int(46 * s)));
+    QCOMPARE(fixed(font), QSize(int(265 * s), int(46 * s)));
+    QCOMPARE(fixed(mosaic), QSize(int(113 * s), int(46 * s)));
+    QCOMPARE(fixed(size), QSize(int(std::round(100 * s)), int(std::round(20 * s))));
+    QCOMPARE(line.widthList()->width(), int(90 * s));
+    QCOMPARE(bar->button("tool_mosaic")->focusPolicy(), Qt::StrongFocus);
+}
+
+QTEST_MAIN(TestToolBar)
+#include "tst_toolbar.moc"
