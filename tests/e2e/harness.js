@@ -531,3 +531,131 @@ module.exports = {
   readPng,
   writePng,
 };
+
+// ======================================================================================
+// Region-selection helpers: layout probe, finding the toolbar and the magnifier in a
+// screenshot, pattern-crop checks. Self-contained: uses only what is defined above.
+// ======================================================================================
+
+const LAYOUT_PROBE = path.join(ROOT, 'build', 'layoutprobe');
+const probeCache = new Map();
+
+/**
+ * Runs build/layoutprobe on the server of `env` (with that env's QT_SCALE_FACTOR) and returns
+ * its JSON: { scale, toolbar: { size: {w, h}, buttons: { tool_confirm: [cx, cy], ... } }, ... }.
+ * Button centres are relative to the toolbar's top-left, in logical pixels.
+ */
+async function layoutProbe(env) {
+  const k = `${env.DISPLAY}|${env.QT_SCALE_FACTOR || ''}`;
+  if (!probeCache.has(k)) {
+    const out = await run(LAYOUT_PROBE, [], { env: cleanEnv(env), encoding: 'utf8', timeout: 20000 });
+    probeCache.set(k, JSON.parse(out.trim().split('\n').pop()));
+  }
+  return probeCache.get(k);
+}
+
+function pixelAt(img, x, y) {
+  const o = (y * img.width + x) * 4;
+  return [img.data[o], img.data[o + 1], img.data[o + 2]];
+}
+
+/**
+ * Bounding box {x, y, w, h} of the pixels of `colour` (± tol) that lie in horizontal runs of
+ * at least minRun pixels, or null. Long runs single out drawn frames and filled panels from
+ * isolated pattern pixels that happen to have the colour.
+ */
+function findRunsBox(img, colour, { tol = 3, minRun = 40 } = {}) {
+  let x0 = Infinity;
+  let y0 = Infinity;
+  let x1 = -1;
+  let y1 = -1;
+  const [r, g, b] = colour;
+  const d = img.data;
+  for (let y = 0; y < img.height; y++) {
+    let start = -1;
+    for (let x = 0; x <= img.width; x++) {
+      const o = (y * img.width + x) * 4;
+      const hit =
+        x < img.width && Math.abs(d[o] - r) <= tol && Math.abs(d[o + 1] - g) <= tol && Math.abs(d[o + 2] - b) <= tol;
+      if (hit && start < 0) start = x;
+      if (!hit && start >= 0) {
+        if (x - start >= minRun) {
+          x0 = Math.min(x0, start);
+          x1 = Math.max(x1, x - 1);
+          y0 = Math.min(y0, y);
+          y1 = Math.max(y1, y);
+        }
+        start = -1;
+      }
+    }
+  }
+  return x1 < 0 ? null : { x: x0, y: y0, w: x1 - x0 + 1, h: y1 - y0 + 1 };
+}
+
+// The toolbar is a white panel with a one-pixel grey border (`border` device pixels under a
+// Qt scale factor): its white inside grown by the border.
+function findToolbar(img, { border = 1 } = {}) {
+  const b = findRunsBox(img, [255, 255, 255], { tol: 2, minRun: 60 });
+  return b && { x: b.x - border, y: b.y - border, w: b.w + 2 * border, h: b.h + 2 * border };
+}
+
+// The magnifier panel's outline is drawn in #606060.
+function findMagnifier(img) {
+  return findRunsBox(img, [0x60, 0x60, 0x60], { tol: 3, minRun: 40 });
+}
+
+/**
+ * Takes screenshots until check(shot) returns { ok: true, ... } or the timeout passes;
+ * returns the last check result with the shot attached (so a failing assert can report it).
+ */
+async function shotUntil(env, check, { timeout = 3000 } = {}) {
+  const end = Date.now() + timeout;
+  for (;;) {
+    const shot = await screenshot(env);
+    const r = { ...check(shot), shot };
+    if (r.ok || Date.now() >= end) return r;
+    await sleep(100);
+  }
+}
+
+/**
+ * Compares an image with the pattern's crop rect = {x, y, w, h} (screen pixels), exactly.
+ * Returns null when equal, else a description of the first differences.
+ */
+function patternCropMismatch(img, rect, { variant = 0 } = {}) {
+  if (img.width !== rect.w || img.height !== rect.h) {
+    const origin = patternPosition(pixelAt(img, 0, 0), variant);
+    return `size ${img.width}x${img.height} (origin colour says ${origin.x},${origin.y}), want ${rect.w}x${rect.h} at ${rect.x},${rect.y}`;
+  }
+  const cmp = comparePixels(img, (px, py) => patternPixel(rect.x + px, rect.y + py, variant), { tolerance: 0 });
+  return cmp.bad === 0 ? null : `${cmp.bad} of ${cmp.checked} pixels differ, first: ${JSON.stringify(cmp.first)}`;
+}
+
+async function clickAt(env, x, y, button = 1) {
+  await mousemove(env, x, y);
+  await click(env, button);
+}
+
+// Id of the first visible window whose name matches `name` (a regular expression for xdotool).
+async function waitForWindowNamed(env, name, { timeout = 10000 } = {}) {
+  const end = Date.now() + timeout;
+  while (Date.now() < end) {
+    const r = await runStatus('xdotool', ['search', '--onlyvisible', '--name', name], { env, encoding: 'utf8' });
+    const ids = r.status === 0 ? String(r.stdout).split('\n').filter(Boolean) : [];
+    if (ids.length) return ids[0];
+    await sleep(50);
+  }
+  throw new Error(`no visible window named ${JSON.stringify(name)} within ${timeout} ms`);
+}
+
+Object.assign(module.exports, {
+  layoutProbe,
+  pixelAt,
+  findRunsBox,
+  findToolbar,
+  findMagnifier,
+  shotUntil,
+  patternCropMismatch,
+  clickAt,
+  waitForWindowNamed,
+});
