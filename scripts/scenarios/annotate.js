@@ -41,10 +41,13 @@ async function annotator(h, env, screenW, screenH) {
       if (popupOf[name]) popup = popupOf[name];
       await h.sleep(150);
     },
-    // A control of the open popup, given by its position inside the popup.
-    async popupClick(pos) {
+    // Screen position of a control of the open popup, given by its place inside the popup.
+    popupPoint(pos) {
       const p = place(popup).popup;
-      await h.clickAt(env, p.x + pos[0], p.y + pos[1]);
+      return [p.x + pos[0], p.y + pos[1]];
+    },
+    async popupClick(pos) {
+      await h.clickAt(env, ...a.popupPoint(pos));
       await h.sleep(150);
     },
     async drag(from, to) {
@@ -103,9 +106,12 @@ async function drawMosaicText(h, a) {
   await a.tool('tool_text');
   await a.click(480, 300);
   await h.type(a.env, 'Hello');
+  // Large from the size drop-down: wait for the list to open and to close again.
+  const large = layout.fontPopup.comboRows[2];
   await a.popupClick(layout.fontPopup.combo);
-  await h.sleep(200);
-  await a.popupClick(layout.fontPopup.comboRows[2]);
+  await h.waitForWhite(a.env, ...a.popupPoint(large), true);
+  await a.popupClick(large);
+  await h.waitForWhite(a.env, ...a.popupPoint(large), false);
   await a.popupClick(layout.fontPopup.colors.colorblue);
   await a.pointerAway();
 }

@@ -732,7 +732,35 @@ module.exports = {
     return count ? { x: x0, y: y0, w: x1 - x0 + 1, h: y1 - y0 + 1, count } : null;
   }
 
+  /**
+   * Retries an async check until it stops throwing (the app may still be catching up with
+   * the input queue); rethrows its last error after `timeout` ms.
+   */
+  async function eventually(check, { timeout = 4000, interval = 150 } = {}) {
+    const end = Date.now() + timeout;
+    for (;;) {
+      try {
+        return await check();
+      } catch (e) {
+        if (Date.now() >= end) throw e;
+      }
+      await sleep(interval);
+    }
+  }
+
+  /** Waits until the screen at (x, y) is (open = true) or is not (false) plain white. */
+  async function waitForWhite(env, x, y, open, { timeout = 5000 } = {}) {
+    const ok = await waitUntil(async () => {
+      const img = await screenshotRect(env, x - 1, y - 1, 3, 3);
+      const white = [...Array(9).keys()].every((i) => img.data[i * 4] === 255 && img.data[i * 4 + 1] === 255 && img.data[i * 4 + 2] === 255);
+      return white === open;
+    }, { timeout });
+    if (!ok) throw new Error(`the screen at ${x},${y} did not turn ${open ? '' : 'non-'}white`);
+  }
+
   Object.assign(module.exports, {
+    eventually,
+    waitForWhite,
     probeLayout,
     toolPlacement,
     toolButton,

@@ -237,35 +237,61 @@ test('mosaic and text annotations', async (t) => {
       const [r, g, b] = h.pixelAt(img, px, py);
       return b > 200 && g > 120 && r < 60;
     };
-    const frameShown = (img) => longestRuns(img, isBlue(img)).horizontal >= 100;
+    // The frame's top and bottom edges are the only long horizontal runs of text colour.
+    const frameRows = (img) => {
+      const rows = [];
+      for (let py = 0; py < img.height; py++) {
+        let run = 0;
+        let best = 0;
+        for (let qx = 0; qx < img.width; qx++) {
+          run = isBlue(img)(qx, py) ? run + 1 : 0;
+          best = Math.max(best, run);
+        }
+        if (best >= 100) rows.push(py);
+      }
+      return rows;
+    };
+    const ongoing = async (what) => {
+      assert.equal(ses.child.events('captured').length, 0, what);
+      assert.equal((await h.visibleOverlays(x.env)).length, 1, what);
+    };
     try {
       await h.clickAt(x.env, ...ses.at(...at));
       await h.type(x.env, 'Hello');
       await h.key(x.env, 'Return');
-      await h.sleep(500);
-      assert.equal(ses.child.events('captured').length, 0, 'Enter in a text being edited must not end the capture');
-      assert.equal((await h.visibleOverlays(x.env)).length, 1);
 
       // Large from the size drop-down, then blue.
-      const combo = layout.fontPopup.combo;
-      await ses.popupClick(combo);
-      await h.sleep(200);
-      await ses.popupClick(layout.fontPopup.comboRows[2]);
+      const popup = ses.place.popup;
+      const large = layout.fontPopup.comboRows[2];
+      await ses.popupClick(layout.fontPopup.combo);
+      await h.waitForWhite(x.env, popup.x + large[0], popup.y + large[1], true);
+      await ses.popupClick(large);
+      await h.waitForWhite(x.env, popup.x + large[0], popup.y + large[1], false);
       await ses.popupClick(layout.fontPopup.colors.colorblue);
-      let shot = await ses.screen();
-      assert.ok(frameShown(shot), 'a text being edited has its frame');
+      // The text being edited has its frame, in the new colour and around two lines: Enter
+      // went into the text. The capture is still on.
+      await h.eventually(async () => {
+        const rows = frameRows(await ses.screen());
+        assert.ok(rows.length >= 2, `frame edges at rows ${rows}`);
+        const height = rows[rows.length - 1] - rows[0];
+        assert.ok(height > 2 * 64, `a frame ${height} px high holds two lines of 64 px text`);
+      });
+      await ongoing('Enter in a text being edited must not end the capture');
 
       // Choosing the tool again finishes the text: no frame. A double click on it reopens it.
       await ses.tool('tool_text');
-      shot = await ses.screen();
-      assert.ok(!frameShown(shot), 'a finished text has no frame');
-      const glyphs = h.boundingBox(shot, (rgb, px, py) => coverage(shot, px, py) >= 0.5);
-      assert.ok(glyphs, 'the text is on screen');
+      let glyphs;
+      await h.eventually(async () => {
+        const shot = await ses.screen();
+        assert.deepEqual(frameRows(shot), [], 'a finished text has no frame');
+        glyphs = h.boundingBox(shot, (rgb, px, py) => coverage(shot, px, py) >= 0.5);
+        assert.ok(glyphs, 'the text is on screen');
+      });
       await h.doubleClickAt(x.env, ...ses.at(glyphs.x + glyphs.w / 2, glyphs.y + glyphs.h / 2));
-      await h.sleep(300);
-      assert.equal(ses.child.events('captured').length, 0, 'a double click on a text does not confirm');
-      shot = await ses.screen();
-      assert.ok(frameShown(shot), 'the double click reopened the text for editing');
+      await h.eventually(async () => {
+        assert.ok(frameRows(await ses.screen()).length >= 2, 'the double click reopened the text for editing');
+      });
+      await ongoing('a double click on a text does not confirm');
 
       const img = await ses.confirm();
       const text = h.boundingBox(img, (rgb, px, py) => coverage(img, px, py) >= 0.5);
@@ -309,7 +335,7 @@ test('mosaic and text annotations', async (t) => {
       return false;
     };
     const undo = h.toolButton(layout, ses.place.toolbar, 'tool_back');
-    const expectShown = async (names) => {
+    const expectShown = (names) => h.eventually(async () => {
       const shot = await ses.screen();
       for (const [name, area] of Object.entries(areas)) assert.equal(changed(shot, area), names.includes(name), `${name} ${names.includes(name) ? 'shown' : 'gone'}`);
       // Nothing outside the three areas ever changes.
@@ -320,7 +346,7 @@ test('mosaic and text annotations', async (t) => {
       const btn = await h.screenshotRect(x.env, undo.x - (side >> 1), undo.y - (side >> 1), side, side);
       const light = h.boundingBox(btn, ([r, g, b]) => Math.abs(r - 0xdc) <= 8 && Math.abs(g - 0xeb) <= 8 && Math.abs(b - 0xfd) <= 8);
       assert.equal(Boolean(light && light.count > (side * side) / 3), names.length === 0, 'undo shows checked exactly when nothing is left');
-    };
+    });
     try {
       await h.stroke(x.env, h.linePoints([30, 60], [250, 60], 12).map(([lx, ly]) => ses.at(lx, ly)));
       await ses.tool('tool_text');
