@@ -152,12 +152,16 @@ test('annotating with the line tools', async (t) => {
     }
     await tt.test('tool_paintpen', async () => {
       const child = await annotate('tool_paintpen');
-      // An L-shaped stroke: right (slightly down), then down.
+      // An L-shaped stroke: right (slightly down), then down, in whole steps of (28, 1) and
+      // (2, 19). Each move is awaited on screen, so the line gets exactly these points.
       const corner = [REGION.x + 400, REGION.y + 100];
-      const pts = [...h.linePoints(a, corner, 8), ...h.linePoints(corner, b, 8).slice(1)];
+      const pts = [...h.linePoints(a, corner, 28), ...h.linePoints(corner, b, 19).slice(1)];
+      const redAround = async (px, py) => {
+        const shot = await h.screenshotRect(x.env, px - 2, py - 2, 5, 5);
+        return (h.boundingBox(shot, (rgb) => sameRgb(rgb, RED)) || { count: 0 }).count >= 5;
+      };
       try {
-        await h.stroke(x.env, pts);
-        await h.sleep(100);
+        await h.strokeSynced(x.env, pts, redAround);
         const img = await confirm(child);
         // The line was still current when confirmed, so its grey dashed guide stays on top
         // along the middle: the pixels within 1.5 px of the centre line are checked apart.

@@ -616,6 +616,24 @@ module.exports = {
     await mouseup(env);
   }
 
+  /**
+   * Like stroke(), but after each move waits until drawnAt(x, y) (async) reports that the
+   * overlay has drawn up to that point, so every move reaches the overlay as its own event
+   * (Qt merges motion events that queue up while it is busy).
+   */
+  async function strokeSynced(env, points, drawnAt, { timeout = 5000 } = {}) {
+    await mousemove(env, points[0][0], points[0][1]);
+    await mousedown(env);
+    try {
+      for (const [px, py] of points.slice(1)) {
+        await xdotool(env, ['mousemove', px, py], { settle: 0 });
+        if (!(await waitUntil(() => drawnAt(px, py), { timeout }))) throw new Error(`the stroke was not drawn up to ${px},${py}`);
+      }
+    } finally {
+      await mouseup(env);
+    }
+  }
+
   /** Points from a to b every `step` pixels or less, a and b included. */
   function linePoints(a, b, step = 6) {
     const n = Math.max(1, Math.ceil(Math.max(Math.abs(b[0] - a[0]), Math.abs(b[1] - a[1])) / step));
@@ -767,6 +785,7 @@ module.exports = {
     clickAt,
     doubleClickAt,
     stroke,
+    strokeSynced,
     linePoints,
     screenshotRect,
     cropImage,

@@ -181,7 +181,14 @@ test('mosaic and text annotations', async (t) => {
           await ses.tool('tool_mosaic');
           await ses.popupClick(layout.mosaicPopup.widths[st.choose]);
         }
-        await h.stroke(x.env, st.pts.map(([lx, ly]) => ses.at(lx, ly)));
+        // Each move is awaited on screen (the pixels around it change), so the stroke gets
+        // exactly these points.
+        const revealed = async (px, py) => {
+          const shot = await h.screenshotRect(x.env, px - 1, py - 1, 3, 3);
+          const [lx, ly] = [px - R.x - 1, py - R.y - 1];
+          return (h.boundingBox(shot, (rgb, qx, qy) => !same(rgb, h.pixelAt(ses.crop, lx + qx, ly + qy))) || { count: 0 }).count >= 5;
+        };
+        await h.strokeSynced(x.env, st.pts.map(([lx, ly]) => ses.at(lx, ly)), revealed);
         await h.sleep(100);
       }
       const img = await ses.confirm();
