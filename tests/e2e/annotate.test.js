@@ -144,7 +144,7 @@ test('annotating with the line tools', async (t) => {
           await h.sleep(100);
           const img = await confirm(child);
           const cmp = await expectPicture(img, [{ ...c.item(), width: widths[0], color: hex(RED) }], { aaTolerance: c.aa ? 8 : 0 });
-          assert.ok(cmp.exact > cmp.checked * 0.9);
+          assert.ok(cmp.exact > cmp.checked * 0.9, `only ${cmp.exact} of ${cmp.checked} pixels compared exactly`);
         } finally {
           await child.kill();
         }

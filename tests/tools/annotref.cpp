@@ -142,15 +142,15 @@ int main(int argc, char** argv)
     }
     image = image.convertToFormat(QImage::Format_RGB32);
     QJsonParseError err;
-    const QJsonObject spec = QJsonDocument::fromJson(QByteArray(argv[3]), &err).object();
+    const QJsonObject desc = QJsonDocument::fromJson(QByteArray(argv[3]), &err).object();
     if (err.error != QJsonParseError::NoError) {
         std::fprintf(stderr, "bad JSON: %s\n", qPrintable(err.errorString()));
         return 2;
     }
     {
         QPainter p(&image);
-        const QPointF origin = point(spec.value("origin"));
-        for (const QJsonValue& v : spec.value("items").toArray()) {
+        const QPointF origin = point(desc.value("origin"));
+        for (const QJsonValue& v : desc.value("items").toArray()) {
             const QJsonObject item = v.toObject();
             const QString type = item.value("type").toString();
             p.save();
