@@ -134,7 +134,12 @@ async function main() {
   process.exitCode = failed ? 1 : 0;
 }
 
-main().catch((e) => {
-  console.error(e);
-  process.exit(1);
-});
+if (require.main === module) {
+  main().catch((e) => {
+    console.error(e);
+    process.exit(1);
+  });
+}
+
+// For scripts that make pictures with the same desktop and capture steps.
+module.exports = { W, H, desktopPicture, capture, saveScreenshot, saveClipboardImage };

@@ -659,3 +659,251 @@ Object.assign(module.exports, {
   clickAt,
   waitForWindowNamed,
 });
+// =====================================================================================
+// Annotation helpers: control positions from build/layoutprobe, reference drawings from
+// build/annotref, cropped screenshots and image comparisons for the annotation tests.
+// Self-contained: uses only what is defined above this block.
+// =====================================================================================
+{
+  const LAYOUTPROBE = path.join(ROOT, 'build', 'layoutprobe');
+  const ANNOTREF = path.join(ROOT, 'build', 'annotref');
+
+  const probeLayout = layoutProbe;
+
+  /**
+   * Where the toolbar and the style popup sit for a selected region (screen coordinates)
+   * on a screen of width × height, for the layout from probeLayout:
+   *   selecting: the toolbar right after the region was dragged (before any tool);
+   *   annotating: the toolbar and the popup's top-left once a tool is chosen.
+   */
+  function toolPlacement(layout, region, width, height, popup = 'linePopup') {
+    const TW = layout.toolbar.size.w;
+    const T = layout.toolbar.size.h;
+    const P = layout[popup].size.h;
+    const right = region.x + region.w;
+    const y = region.y + region.h;
+    let L = right - TW;
+    if (L < 0) L = right > width ? width - TW : 0;
+    // Bottom edges of the window shrunk at top and bottom (QRect bottom = top + height - 1).
+    const barTop = T + 10;
+    const barBottom = height - (T + 10) - 1;
+    const styleTop = T + P + 20;
+    const styleBottom = height - (T + P + 20) - 1;
+    let selecting;
+    if (y <= barBottom) selecting = { x: L, y: y + 10 };
+    else if (y - region.h > barTop) selecting = { x: L, y: Math.trunc(y - region.h - T - 10) };
+    else selecting = { x: L, y: y - T - 10 };
+    let toolbar;
+    let popupPos;
+    if (y <= styleBottom) {
+      toolbar = { x: L, y: y + 10 };
+      popupPos = { x: L, y: y + 10 + T + 10 };
+    } else if (y - region.h > styleTop) {
+      toolbar = { x: L, y: Math.trunc(y - region.h - T - 10) };
+      popupPos = { x: L, y: Math.trunc(y - region.h - T - 20 - P) };
+    } else {
+      toolbar = { x: L, y: y - T - 10 };
+      popupPos = { x: L, y: y - T - 20 - P };
+    }
+    return { selecting, toolbar, popup: popupPos };
+  }
+
+  /** Screen position of a toolbar button whose toolbar's top-left is `bar`. */
+  function toolButton(layout, bar, name) {
+    const c = layout.toolbar.buttons[name];
+    if (!c) throw new Error(`no toolbar button ${name}`);
+    return { x: bar.x + c[0], y: bar.y + c[1] };
+  }
+
+  /** Moves the pointer to (x, y) and clicks there. */
+  /** A double click at (x, y): two clicks 80 ms apart, well inside Qt's interval. */
+  async function doubleClickAt(env, x, y) {
+    await mousemove(env, x, y);
+    await xdotool(env, ['click', '--repeat', '2', '--delay', '80', '1']);
+  }
+
+  /**
+   * Presses at the first point, moves through the others (each move its own motion event,
+   * `settle` ms apart) and releases at the last one.
+   */
+  async function stroke(env, points, { settle = 25 } = {}) {
+    await mousemove(env, points[0][0], points[0][1]);
+    await mousedown(env);
+    for (const [px, py] of points.slice(1)) await xdotool(env, ['mousemove', px, py], { settle });
+    await sleep(50);
+    await mouseup(env);
+  }
+
+  /**
+   * Like stroke(), but after each move waits until drawnAt(x, y) (async) reports that the
+   * overlay has drawn up to that point, so every move reaches the overlay as its own event
+   * (Qt merges motion events that queue up while it is busy).
+   */
+  async function strokeSynced(env, points, drawnAt, { timeout = 5000 } = {}) {
+    await mousemove(env, points[0][0], points[0][1]);
+    await mousedown(env);
+    try {
+      for (const [px, py] of points.slice(1)) {
+        await xdotool(env, ['mousemove', px, py], { settle: 0 });
+        if (!(await waitUntil(() => drawnAt(px, py), { timeout }))) throw new Error(`the stroke was not drawn up to ${px},${py}`);
+      }
+    } finally {
+      await mouseup(env);
+    }
+  }
+
+  /** Points from a to b every `step` pixels or less, a and b included. */
+  function linePoints(a, b, step = 6) {
+    const n = Math.max(1, Math.ceil(Math.max(Math.abs(b[0] - a[0]), Math.abs(b[1] - a[1])) / step));
+    const out = [];
+    for (let i = 0; i <= n; i++) out.push([Math.round(a[0] + ((b[0] - a[0]) * i) / n), Math.round(a[1] + ((b[1] - a[1]) * i) / n)]);
+    return out;
+  }
+
+  /** Screenshot of a part of the screen, decoded to RGBA. */
+  async function screenshotRect(env, x, y, w, h) {
+    const png = await run('import', ['-window', 'root', '-crop', `${w}x${h}+${x}+${y}`, '+repage', 'png24:-'], { env, timeout: 20000 });
+    return readPng(png);
+  }
+
+  /** A sub-rectangle of a decoded image (same { width, height, data } form). */
+  function cropImage(img, x, y, w, h) {
+    const data = Buffer.alloc(w * h * 4);
+    for (let row = 0; row < h; row++) img.data.copy(data, row * w * 4, ((y + row) * img.width + x) * 4, ((y + row) * img.width + x + w) * 4);
+    return { width: w, height: h, data };
+  }
+
+  /**
+   * Draws `items` (see tests/tools/annotref.cpp) over `base` with build/annotref, run on the
+   * server of `env` so fonts and rendering are those of the module; origin maps scene
+   * coordinates to pixels of `base`. Returns the decoded picture.
+   */
+  async function renderReference(env, base, origin, items) {
+    const dir = fs.mkdtempSync(path.join(os.tmpdir(), 'sc-annotref-'));
+    try {
+      const inFile = path.join(dir, 'in.png');
+      const outFile = path.join(dir, 'out.png');
+      fs.writeFileSync(inFile, writePng(base.width, base.height, base.data));
+      await run(ANNOTREF, [inFile, outFile, JSON.stringify({ origin, items })], { env, timeout: 20000 });
+      return readPng(fs.readFileSync(outFile));
+    } finally {
+      fs.rmSync(dir, { recursive: true, force: true });
+    }
+  }
+
+  /**
+   * Compares `got` with the reference `want` drawn over `base`. Pixels that the reference
+   * leaves as in `base` or paints in one of the solid `colours` must match exactly; pixels it
+   * blends (antialiased edges) and their 8 neighbours may differ by `aaTolerance` per
+   * channel. skip(x, y) excludes pixels. Returns { checked, exact, blended, bad, first }.
+   */
+  function compareWithReference(got, want, base, { colours = [], aaTolerance = 0, skip = () => false, maxReport = 5 } = {}) {
+    if (got.width !== want.width || got.height !== want.height) {
+      throw new Error(`size ${got.width}x${got.height}, expected ${want.width}x${want.height}`);
+    }
+    const w = want.width;
+    const h = want.height;
+    const blended = new Uint8Array(w * h);
+    const solid = (o) => colours.some((c) => want.data[o] === c[0] && want.data[o + 1] === c[1] && want.data[o + 2] === c[2]);
+    for (let y = 0; y < h; y++) {
+      for (let x = 0; x < w; x++) {
+        const o = (y * w + x) * 4;
+        const same = want.data[o] === base.data[o] && want.data[o + 1] === base.data[o + 1] && want.data[o + 2] === base.data[o + 2];
+        if (same || solid(o)) continue;
+        for (let dy = -1; dy <= 1; dy++) {
+          for (let dx = -1; dx <= 1; dx++) {
+            const nx = x + dx;
+            const ny = y + dy;
+            if (nx >= 0 && ny >= 0 && nx < w && ny < h) blended[ny * w + nx] = 1;
+          }
+        }
+      }
+    }
+    const r = { checked: 0, exact: 0, blended: 0, bad: 0, worstBlended: 0, first: [] };
+    for (let y = 0; y < h; y++) {
+      for (let x = 0; x < w; x++) {
+        if (skip(x, y)) continue;
+        r.checked++;
+        const o = (y * w + x) * 4;
+        const tol = blended[y * w + x] ? aaTolerance : 0;
+        if (tol) r.blended++;
+        else r.exact++;
+        let worst = 0;
+        for (let c = 0; c < 3; c++) worst = Math.max(worst, Math.abs(got.data[o + c] - want.data[o + c]));
+        if (tol) r.worstBlended = Math.max(r.worstBlended, worst);
+        if (worst > tol) {
+          r.bad++;
+          if (r.first.length < maxReport) {
+            r.first.push({ x, y, got: [got.data[o], got.data[o + 1], got.data[o + 2]], want: [want.data[o], want.data[o + 1], want.data[o + 2]], tol });
+          }
+        }
+      }
+    }
+    return r;
+  }
+
+  /** Bounding box of the pixels where `pred(rgb, x, y)` holds, or null. */
+  function boundingBox(img, pred) {
+    let x0 = Infinity;
+    let y0 = Infinity;
+    let x1 = -1;
+    let y1 = -1;
+    let count = 0;
+    for (let y = 0; y < img.height; y++) {
+      for (let x = 0; x < img.width; x++) {
+        const o = (y * img.width + x) * 4;
+        if (!pred([img.data[o], img.data[o + 1], img.data[o + 2]], x, y)) continue;
+        count++;
+        if (x < x0) x0 = x;
+        if (y < y0) y0 = y;
+        if (x > x1) x1 = x;
+        if (y > y1) y1 = y;
+      }
+    }
+    return count ? { x: x0, y: y0, w: x1 - x0 + 1, h: y1 - y0 + 1, count } : null;
+  }
+
+  /**
+   * Retries an async check until it stops throwing (the app may still be catching up with
+   * the input queue); rethrows its last error after `timeout` ms.
+   */
+  async function eventually(check, { timeout = 4000, interval = 150 } = {}) {
+    const end = Date.now() + timeout;
+    for (;;) {
+      try {
+        return await check();
+      } catch (e) {
+        if (Date.now() >= end) throw e;
+      }
+      await sleep(interval);
+    }
+  }
+
+  /** Waits until the screen at (x, y) is (open = true) or is not (false) plain white. */
+  async function waitForWhite(env, x, y, open, { timeout = 5000 } = {}) {
+    const ok = await waitUntil(async () => {
+      const img = await screenshotRect(env, x - 1, y - 1, 3, 3);
+      const white = [...Array(9).keys()].every((i) => img.data[i * 4] === 255 && img.data[i * 4 + 1] === 255 && img.data[i * 4 + 2] === 255);
+      return white === open;
+    }, { timeout });
+    if (!ok) throw new Error(`the screen at ${x},${y} did not turn ${open ? '' : 'non-'}white`);
+  }
+
+  Object.assign(module.exports, {
+    eventually,
+    waitForWhite,
+    probeLayout,
+    toolPlacement,
+    toolButton,
+    clickAt,
+    doubleClickAt,
+    stroke,
+    strokeSynced,
+    linePoints,
+    screenshotRect,
+    cropImage,
+    renderReference,
+    compareWithReference,
+    boundingBox,
+  });
+}

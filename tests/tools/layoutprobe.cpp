@@ -10,6 +10,7 @@
 #include "selectstylewidget.h"
 #include "showsizewidget.h"
 
+#include <QAbstractItemView>
 #include <QApplication>
 #include <QFile>
 #include <QJsonArray>
@@ -41,6 +42,24 @@ static QJsonObject colours(ColorListItemWidget* row, QWidget* root)
     QJsonObject out;
     for (CustomButton* b : row->buttons())
         out.insert(b->objectName(), centre(b, root));
+    return out;
+}
+
+// Centres of the size drop-down's rows, relative to the font popup, while the list is open
+// (with the first row current, as in a fresh popup).
+static QJsonArray comboRows(SelectFontWidget* font)
+{
+    QComboBox* combo = font->sizeList();
+    combo->showPopup();
+    QApplication::processEvents();
+    QAbstractItemView* view = combo->view();
+    QJsonArray out;
+    for (int row = 0; row < combo->count(); ++row) {
+        const QPoint c = view->viewport()->mapToGlobal(view->visualRect(combo->model()->index(row, 0)).center()) -
+                         font->mapToGlobal(QPoint(0, 0));
+        out.append(QJsonArray{c.x(), c.y()});
+    }
+    combo->hidePopup();
     return out;
 }
 
@@ -84,6 +103,7 @@ int main(int argc, char** argv)
          QJsonObject{{"size", size(mosaic)}, {"widths", widthDots(mosaic->widthList(), mosaic)}}},
         {"fontPopup", QJsonObject{{"size", size(font)},
                                   {"combo", centre(font->sizeList(), font)},
+                                  {"comboRows", comboRows(font)},
                                   {"colors", colours(font->colorList(), font)}}},
         {"sizeDisplay", size(badge)},
     };
