@@ -23,14 +23,11 @@ private slots:
     void popupPlacement();
     void annotationViewGeometry();
     void confirmCopiesCropAndResets();
-    void confirmWhileAnnotatingCopiesAnnotations();
     void cancelAndEmptyConfirm();
-    void dimmedBackground();
 
 private:
     // Drags out a region between two viewport pixels of the selection view.
     void select(QPoint from, QPoint to);
-    QPoint toWindow(QPoint viewportPoint) const;
 
     MainWindow* window = nullptr;
     QImage shot;
@@ -60,10 +57,6 @@ void TestMainWindow::cleanup() {
 void TestMainWindow::select(QPoint from, QPoint to) {
     ts::dragPx(window->selectionView()->viewport(), from, to);
     QTest::qWait(20); // let the frame repaint: the crop is taken from the last paint
-}
-
-QPoint TestMainWindow::toWindow(QPoint p) const {
-    return window->selectionView()->viewport()->mapTo(window, p);
 }
 
 void TestMainWindow::toolbarPlacement_data() {
@@ -202,29 +195,6 @@ void TestMainWindow::confirmCopiesCropAndResets() {
     QVERIFY(!window->toolBar()->currentButton());
 }
 
-void TestMainWindow::confirmWhileAnnotatingCopiesAnnotations() {
-    QSignalSpy exits(window, &MainWindow::mainWindowExit);
-    select(QPoint(1000, 600), QPoint(1500, 900));
-    QTest::mouseClick(window->toolBar()->button("tool_square"), Qt::LeftButton);
-    QGraphicsView* pv = window->annotationView();
-    // Annotation scene coordinates are centred on the region: (-250, -150) is its top-left.
-    ts::drag(pv, QPointF(-200, -100), QPointF(-100, 0));
-    QCOMPARE(StyleManager::instance()->getAllItem().size(), 1);
-    QVERIFY(!window->toolBar()->button("tool_back")->isChecked());
-    QTest::qWait(20);
-    QTest::mouseClick(window->toolBar()->button("tool_confirm"), Qt::LeftButton);
-    QCOMPARE(exits.count(), 1);
-    QCOMPARE(exits.at(0).at(0).toInt(), 1);
-    const QImage clip = ts::rgb32(QApplication::clipboard()->image());
-    QCOMPARE(clip.size(), QSize(500, 300));
-    const QImage crop = shot.copy(1000, 600, 500, 300);
-    // Away from the rectangle the crop shows through unchanged; its left edge is red.
-    QCOMPARE(clip.pixel(400, 250), crop.pixel(400, 250));
-    QCOMPARE(clip.pixel(20, 20), crop.pixel(20, 20));
-    QCOMPARE(clip.pixel(50, 100), qRgb(255, 0, 0));
-    QVERIFY(StyleManager::instance()->getAllItem().isEmpty()); // reset cleared the items
-}
-
 void TestMainWindow::cancelAndEmptyConfirm() {
     QSignalSpy exits(window, &MainWindow::mainWindowExit);
     QImage sentinel(3, 3, QImage::Format_RGB32);
@@ -248,34 +218,6 @@ void TestMainWindow::cancelAndEmptyConfirm() {
     QCOMPARE(ts::rgb32(QApplication::clipboard()->image()), sentinel);
     QVERIFY(!window->toolBar()->isVisible());
     QCOMPARE(window->selectionScene()->selectStatus(), 0);
-}
-
-void TestMainWindow::dimmedBackground() {
-    select(QPoint(1000, 600), QPoint(1500, 900));
-    const QImage grabbed = ts::rgb32(window->grab().toImage());
-    QCOMPARE(grabbed.size(), QSize(W, H));
-    auto blend = [](QRgb under) {
-        const double a = 133 / 255.0;
-        return qRgb(int(53 * a + qRed(under) * (1 - a) + 0.5),
-                    int(53 * a + qGreen(under) * (1 - a) + 0.5),
-                    int(53 * a + qBlue(under) * (1 - a) + 0.5));
-    };
-    auto close = [](QRgb a, QRgb b) {
-        return qAbs(qRed(a) - qRed(b)) <= 2 && qAbs(qGreen(a) - qGreen(b)) <= 2 &&
-               qAbs(qBlue(a) - qBlue(b)) <= 2;
-    };
-    for (QPoint pt : {QPoint(300, 200), QPoint(2000, 1400), QPoint(1200, 1000), QPoint(77, 1555)}) {
-        const QRgb got = grabbed.pixel(pt);
-        QVERIFY2(close(got, blend(shot.pixel(pt))),
-                 qPrintable(QString("at %1,%2: %3 vs %4")
-                                .arg(pt.x())
-                                .arg(pt.y())
-                                .arg(got, 8, 16)
-                                .arg(blend(shot.pixel(pt)), 8, 16)));
-    }
-    // Inside the selection the screenshot shows undimmed.
-    for (QPoint pt : {QPoint(1100, 700), QPoint(1400, 850)})
-        QCOMPARE(grabbed.pixel(toWindow(pt)), shot.pixel(pt));
 }
 
 QTEST_MAIN(TestMainWindow)
