@@ -476,11 +476,6 @@ async function waitForOverlayGone(env, { timeout = 10000 } = {}) {
   if (!(await waitUntil(async () => (await visibleOverlays(env)).length === 0, { timeout }))) throw new Error('overlay window is still mapped');
 }
 
-async function windowGeometry(env, id) {
-  const out = await run('xdotool', ['getwindowgeometry', '--shell', id], { env, encoding: 'utf8' });
-  return Object.fromEntries([...out.matchAll(/^(\w+)=(\d+)$/gm)].map((m) => [m[1].toLowerCase(), Number(m[2])]));
-}
-
 // Waits until the 3 × 3 pixels around (x, y) are (open = true) or are not (false) plain white.
 async function waitForWhite(env, x, y, open, { timeout = 5000 } = {}) {
   const white = async () => boundingBox(await screenshot(env, x - 1, y - 1, 3, 3), (rgb) => sameRgb(rgb, [255, 255, 255]))?.count === 9;
@@ -670,7 +665,6 @@ module.exports = {
   waitForWindowNamed,
   waitForOverlay,
   waitForOverlayGone,
-  windowGeometry,
   waitForWhite,
   readClipboard,
   clipboardTargets,
