@@ -60,59 +60,51 @@ void TestMainWindow::select(QPoint from, QPoint to) {
 }
 
 void TestMainWindow::toolbarPlacement_data() {
+    // Below the region's bottom-right corner, right-aligned to it (x clamped at 0); when the
+    // corner is within T + 10 of the bottom, above the region, or inside it if that has no room
+    // either. After the region is moved by (-30, -20) the toolbar follows.
+    const double s = ts::scale();
+    const int tw = int(338 * s), t = int(42 * s);
     QTest::addColumn<QPoint>("from");
     QTest::addColumn<QPoint>("to");
-    QTest::addColumn<QString>("where");
-    QTest::newRow("middle") << QPoint(1000, 600) << QPoint(1500, 900) << "below";
-    QTest::newRow("dragged up-left") << QPoint(1500, 900) << QPoint(1000, 600) << "below";
-    QTest::newRow("right edge left of toolbar width") << QPoint(100, 600) << QPoint(400, 900)
-                                                      << "below x0";
-    QTest::newRow("touching the bottom") << QPoint(1000, 1200) << QPoint(1500, 1590)
-                                         << "above selection";
-    QTest::newRow("tall, touching bottom and top") << QPoint(1000, 40) << QPoint(1500, 1590)
-                                                   << "inside";
+    QTest::addColumn<QPoint>("expected");
+    QTest::addColumn<QPoint>("afterMove");
+    QTest::newRow("middle") << QPoint(1000, 600) << QPoint(1500, 900) << QPoint(1500 - tw, 910)
+                            << QPoint(1470 - tw, 890);
+    QTest::newRow("dragged up-left") << QPoint(1500, 900) << QPoint(1000, 600)
+                                     << QPoint(1500 - tw, 910) << QPoint(1470 - tw, 890);
+    QTest::newRow("right edge left of toolbar width")
+        << QPoint(100, 600) << QPoint(400, 900) << QPoint(0, 910) << QPoint(0, 890);
+    QTest::newRow("touching the bottom: above") << QPoint(1000, 1200) << QPoint(1500, 1590)
+                                                << QPoint(1500 - tw, 1200 - t - 10)
+                                                << QPoint(1470 - tw, 1180 - t - 10);
+    QTest::newRow("tall, touching bottom and top: inside")
+        << QPoint(1000, 40) << QPoint(1500, 1590) << QPoint(1500 - tw, 1590 - t - 10)
+        << QPoint(1470 - tw, 1570 - t - 10);
 }
 
 void TestMainWindow::toolbarPlacement() {
     QFETCH(QPoint, from);
     QFETCH(QPoint, to);
-    QFETCH(QString, where);
-    const QRect bounds(0, T + 10, W, H - 2 * (T + 10));
-    QCOMPARE(window->toolBarArea(), bounds);
+    QFETCH(QPoint, expected);
+    QFETCH(QPoint, afterMove);
+    QCOMPARE(window->toolBarArea(), QRect(0, T + 10, W, H - 2 * (T + 10)));
     QVERIFY(!window->toolBar()->isVisible());
     select(from, to);
-
-    const int x = qMax(from.x(), to.x()), y = qMax(from.y(), to.y());
-    const int h = qAbs(to.y() - from.y());
-    const int left = x - TW < 0 ? 0 : x - TW;
-    QPoint expected;
-    if (where.startsWith("below")) {
-        QVERIFY(y <= bounds.bottom());
-        expected = QPoint(left, y + 10);
-    } else if (where == "above selection") {
-        QVERIFY(y > bounds.bottom() && y - h > bounds.top());
-        expected = QPoint(left, y - h - T - 10);
-    } else {
-        QVERIFY(y > bounds.bottom() && y - h <= bounds.top());
-        expected = QPoint(left, y - T - 10);
-    }
-    if (where.endsWith("x0"))
-        QCOMPARE(expected.x(), 0);
     QVERIFY(window->toolBar()->isVisible());
     QCOMPARE(window->toolBar()->size(), QSize(TW, T));
     QCOMPARE(window->toolBar()->pos(), expected);
 
     // Pressing inside the region hides the toolbar; the release brings it back at the
     // region's new corner.
+    QWidget* vp = window->selectionView()->viewport();
     const QPoint grab((from.x() + to.x()) / 2, (from.y() + to.y()) / 2);
-    QTest::mousePress(window->selectionView()->viewport(), Qt::LeftButton, {}, grab);
+    QTest::mousePress(vp, Qt::LeftButton, {}, grab);
     QVERIFY(!window->toolBar()->isVisible());
-    QTest::mouseMove(window->selectionView()->viewport(), grab + QPoint(-30, -20));
-    QTest::mouseRelease(window->selectionView()->viewport(), Qt::LeftButton, {},
-                        grab + QPoint(-30, -20));
+    QTest::mouseMove(vp, grab + QPoint(-30, -20));
+    QTest::mouseRelease(vp, Qt::LeftButton, {}, grab + QPoint(-30, -20));
     QVERIFY(window->toolBar()->isVisible());
-    if (where == "below")
-        QCOMPARE(window->toolBar()->pos(), expected + QPoint(-30, -20));
+    QCOMPARE(window->toolBar()->pos(), afterMove);
 }
 
 void TestMainWindow::popupPlacement_data() {

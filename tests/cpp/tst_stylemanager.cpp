@@ -324,20 +324,14 @@ void TestStyleManager::styleChangeReachesCurrentItemOnly() {
 
 void TestStyleManager::showHidesOthersAndPlacesExactly() {
     StyleManager* m = StyleManager::instance();
-    m->show(QPoint(123, 456), PaintShapesArrow);
-    QCOMPARE(int(m->getCurrentDrawingShape()), int(PaintShapesArrow));
-    QWidget* arrow = m->getPopup(PaintShapesArrow);
-    QVERIFY(arrow->isVisible());
-    QCOMPARE(arrow->pos(), QPoint(123, 456));
-    for (QWidget* w : m->getAllWidget())
-        QCOMPARE(w->isVisible(), w == arrow);
-
-    m->show(QPoint(7, 9), PaintShapesText);
-    QWidget* font = m->getPopup(PaintShapesText);
-    QCOMPARE(font->pos(), QPoint(7, 9));
-    for (QWidget* w : m->getAllWidget())
-        QCOMPARE(w->isVisible(), w == font);
-    QCOMPARE(int(m->getCurrentDrawingShape()), int(PaintShapesText));
+    for (auto [at, shape] : {std::pair{QPoint(123, 456), PaintShapesArrow}, {QPoint(7, 9), PaintShapesText}}) {
+        m->show(at, shape);
+        QCOMPARE(int(m->getCurrentDrawingShape()), int(shape));
+        QWidget* popup = m->getPopup(shape);
+        QCOMPARE(popup->pos(), at);
+        for (QWidget* w : m->getAllWidget())
+            QCOMPARE(w->isVisible(), w == popup);
+    }
 }
 
 void TestStyleManager::setCurrentItemSignalsAndMovesPopup() {

@@ -306,10 +306,8 @@ async function setRootPattern(displayOrEnv, picture) {
  * returns a handle with lines, stderr, events(op), waitFor(pred), waitForStderr(text),
  * result(index), send(line), kill(), exited.
  */
-function spawnChild(env, steps, { modulePath = MODULE_PATH, cwd } = {}) {
-  const proc = track(
-    spawn(process.execPath, [CHILD_SCRIPT, modulePath, JSON.stringify(steps)], { env, cwd: cwd || os.tmpdir(), stdio: 'pipe' }),
-  );
+function spawnChild(env, steps) {
+  const proc = track(spawn(process.execPath, [CHILD_SCRIPT, MODULE_PATH, JSON.stringify(steps)], { env, cwd: os.tmpdir(), stdio: 'pipe' }));
   const handle = { proc, lines: [], stderr: '', exitCode: undefined, signal: undefined };
   const waiters = new Set();
   const notify = () => waiters.forEach((w) => w());
@@ -371,15 +369,9 @@ function spawnChild(env, steps, { modulePath = MODULE_PATH, cwd } = {}) {
   return handle;
 }
 
-/**
- * The common case: construct Main, call screenCapture(a, b, cb) (or with the arguments given
- * by `args`, see child.js), print the result, then exec() to keep serving the clipboard.
- */
-function spawnCapture(env, { args = 'cb3', captures = 1, exec = true, modulePath, cwd } = {}) {
-  const steps = Array.from({ length: captures }, () => ({ op: 'capture', args }));
-  if (exec) steps.push({ op: 'exec' });
-  return spawnChild(env, steps, { modulePath, cwd });
-}
+// Constructs Main, calls screenCapture(a, b, cb) (or with the arguments named by `args`, see
+// child.js), prints the result, then exec()s to keep serving the clipboard.
+const spawnCapture = (env, { args = 'cb3' } = {}) => spawnChild(env, [{ op: 'capture', args }, { op: 'exec' }]);
 
 /**
  * Starts a capture with the pointer in the screen's bottom-right corner and waits for its
