@@ -76,10 +76,7 @@ function runStatus(cmd, args, opts = {}) {
 // Hidden key on env objects: lets helpers register children with their server.
 const CHILDREN = Symbol('children');
 
-/**
- * Starts Xvfb on a display it picks itself (-displayfd), depth 24. Returns
- * { display, env, width, height, stop() }; stop() also kills every child started with its env.
- */
+// Xvfb on a display it picks itself; stop() also kills every child started with its env.
 async function startXvfb({ width = 1280, height = 800, timeout = 10000 } = {}) {
   const runtime = fs.mkdtempSync(path.join(os.tmpdir(), 'sc-xvfb-'));
   fs.chmodSync(runtime, 0o700);
@@ -183,10 +180,8 @@ function blend(src, [r, g, b, a]) {
   return [0, 1, 2].map((i) => Math.round([r, g, b][i] * f + src[i] * (1 - f)));
 }
 
-/**
- * Compares an image with expectedAt(x, y) → [r, g, b] pixel by pixel; skip(x, y) ignores a
- * pixel. Returns { checked, bad, first: [{x, y, got, want}] }.
- */
+// Compares an image with expectedAt(x, y) → [r, g, b] pixel by pixel; skip(x, y) ignores a
+// pixel. Returns { checked, bad, first: [{x, y, got, want}] }.
 function comparePixels(img, expectedAt, { tolerance = 2, skip = () => false, maxReport = 5 } = {}) {
   const r = { checked: 0, bad: 0, first: [] };
   for (let y = 0; y < img.height; y++) {
@@ -226,10 +221,8 @@ function boundingBox(img, pred) {
   return count ? { x: x0, y: y0, w: x1 - x0 + 1, h: y1 - y0 + 1, count } : null;
 }
 
-/**
- * Bounding box of the pixels of `colour` (± tol) in horizontal runs of at least minRun pixels,
- * or null: long runs single out drawn frames and panels from stray pixels of that colour.
- */
+// Bounding box of the pixels of `colour` (± tol) in horizontal runs of at least minRun pixels,
+// or null: long runs single out drawn frames and panels from stray pixels of that colour.
 function findRunsBox(img, colour, { tol = 3, minRun = 40 } = {}) {
   let [x0, y0, x1, y1] = [Infinity, Infinity, -1, -1];
   const d = img.data;
@@ -274,10 +267,8 @@ async function shotUntil(env, check, { timeout = 3000 } = {}) {
   return r;
 }
 
-/**
- * Shows a picture (a PNG file or an image) on the root window. ImageMagick's `display` exits 1
- * even when it worked, so success is judged by a screenshot.
- */
+// Shows a picture (a PNG file or an image) on the root window. ImageMagick's `display` exits 1
+// even when it worked, so success is judged by a screenshot.
 async function setRootPattern(displayOrEnv, picture) {
   const env = typeof displayOrEnv === 'string' ? { ...process.env, DISPLAY: displayOrEnv } : displayOrEnv;
   let file = picture;
@@ -301,11 +292,7 @@ async function setRootPattern(displayOrEnv, picture) {
 
 // ---------- the child process that owns the module ----------
 
-/**
- * Runs tests/e2e/child.js with a list of steps (see that file). Its stdout is JSON lines;
- * returns a handle with lines, stderr, events(op), waitFor(pred), waitForStderr(text),
- * result(index), send(line), kill(), exited.
- */
+// Runs tests/e2e/child.js with a list of steps (see there); its stdout is JSON lines.
 function spawnChild(env, steps) {
   const proc = track(spawn(process.execPath, [CHILD_SCRIPT, MODULE_PATH, JSON.stringify(steps)], { env, cwd: os.tmpdir(), stdio: 'pipe' }));
   const handle = { proc, lines: [], stderr: '', exitCode: undefined, signal: undefined };
@@ -373,10 +360,8 @@ function spawnChild(env, steps) {
 // child.js), prints the result, then exec()s to keep serving the clipboard.
 const spawnCapture = (env, { args = 'cb3' } = {}) => spawnChild(env, [{ op: 'capture', args }, { op: 'exec' }]);
 
-/**
- * Starts a capture with the pointer in the screen's bottom-right corner and waits for its
- * overlay; the child is killed when `t` ends. `env` defaults to the server's.
- */
+// Starts a capture with the pointer in the screen's bottom-right corner and waits for its
+// overlay; the child is killed when `t` ends. `env` defaults to the server's.
 async function startCapture(t, x, { env = x.env, settle = 150, ...opts } = {}) {
   await mouseup(x.env); // a test that failed mid-drag may have left the button down
   await mousemove(x.env, x.width - 1, x.height - 1);
@@ -419,11 +404,9 @@ function linePoints(a, b, step = 6) {
   return Array.from({ length: n + 1 }, (_, i) => [0, 1].map((k) => Math.round(a[k] + ((b[k] - a[k]) * i) / n)));
 }
 
-/**
- * Presses at the first point, moves through the others and releases at the last. With
- * drawnAt(x, y), each move waits until that reports the overlay has drawn up to the point, so
- * every move reaches it as its own event (Qt merges motion events that queue up).
- */
+// Presses at the first point, moves through the others and releases at the last. With
+// drawnAt(x, y), each move waits until that reports the overlay has drawn up to the point, so
+// every move reaches it as its own event (Qt merges motion events that queue up).
 async function stroke(env, points, { settle = 25, drawnAt, timeout = 5000 } = {}) {
   await mousemove(env, ...points[0]);
   await mousedown(env);
@@ -515,11 +498,9 @@ async function holdClipboard(env, target, data, { timeout = 10000 } = {}) {
 
 const probeCache = new Map();
 
-/**
- * Runs build/layoutprobe on the server of `env` (with its QT_SCALE_FACTOR). JSON: { scale,
- * toolbar: { size: {w, h}, buttons: { tool_confirm: [cx, cy], ... } }, linePopup, ... };
- * positions are logical pixels relative to each widget's top-left.
- */
+// Runs build/layoutprobe on the server of `env` (with its QT_SCALE_FACTOR). JSON: { scale,
+// toolbar: { size: {w, h}, buttons: { tool_confirm: [cx, cy], ... } }, linePopup, ... };
+// positions are logical pixels relative to each widget's top-left.
 async function layoutProbe(env) {
   const k = `${env.DISPLAY}|${env.QT_SCALE_FACTOR || ''}`;
   if (!probeCache.has(k)) {
@@ -529,11 +510,9 @@ async function layoutProbe(env) {
   return probeCache.get(k);
 }
 
-/**
- * Where the toolbar and a style popup sit for a selected region on a width × height screen:
- * selecting = the toolbar right after the region was dragged; toolbar and popup = once a tool
- * with that popup is chosen.
- */
+// Where the toolbar and a style popup sit for a selected region on a width × height screen:
+// selecting = the toolbar right after the region was dragged; toolbar and popup = once a tool
+// with that popup is chosen.
 function toolPlacement(layout, region, width, height, popup = 'linePopup') {
   const TW = layout.toolbar.size.w;
   const T = layout.toolbar.size.h;
@@ -568,11 +547,8 @@ function toolButton(layout, bar, name) {
   return { x: bar.x + c[0], y: bar.y + c[1] };
 }
 
-/**
- * Draws `items` (see tests/tools/annotref.cpp) over `base` with build/annotref on the server of
- * `env`, so fonts and rendering are those of the module; origin maps scene coordinates to
- * pixels of `base`.
- */
+// `base` with `items` drawn by build/annotref (on the server of `env`, so with the module's
+// fonts); origin maps scene coordinates to pixels of `base`.
 async function renderReference(env, base, origin, items) {
   const dir = fs.mkdtempSync(path.join(os.tmpdir(), 'sc-annotref-'));
   try {
@@ -585,12 +561,10 @@ async function renderReference(env, base, origin, items) {
   }
 }
 
-/**
- * Compares `got` with the reference `want` drawn over `base`. Pixels the reference leaves as in
- * `base` or paints in one of the solid `colours` must match exactly; pixels it blends
- * (antialiased edges) and their 8 neighbours may differ by `aaTolerance`. Returns
- * { checked, exact, blended, bad, first }.
- */
+// Compares `got` with the reference `want` drawn over `base`. Pixels the reference leaves as in
+// `base` or paints in one of the solid `colours` must match exactly; pixels it blends
+// (antialiased edges) and their 8 neighbours may differ by `aaTolerance`. Returns
+// { checked, exact, blended, bad, first }.
 function compareWithReference(got, want, base, { colours = [], aaTolerance = 0, skip = () => false } = {}) {
   if (got.width !== want.width || got.height !== want.height) throw new Error(`size ${got.width}x${got.height}, expected ${want.width}x${want.height}`);
   const { width: w, height: h } = want;
@@ -613,60 +587,11 @@ function compareWithReference(got, want, base, { colours = [], aaTolerance = 0, 
 }
 
 module.exports = {
-  ROOT,
-  MODULE_PATH,
-  sleep,
-  eventually,
-  waitUntil,
-  run,
-  startXvfb,
-  desktop,
-  image,
-  pixelAt,
-  sameRgb,
-  cropImage,
-  patternPixel,
-  patternPosition,
-  makePatternImage,
-  blend,
-  comparePixels,
-  diffText,
-  patternCropMismatch,
-  boundingBox,
-  findToolbar,
-  findMagnifier,
-  screenshot,
-  shotUntil,
-  setRootPattern,
-  spawnChild,
-  spawnCapture,
-  startCapture,
-  xdotool,
-  mousemove,
-  mousedown,
-  mouseup,
-  click,
-  key,
-  type,
-  clickAt,
-  doubleClickAt,
-  linePoints,
-  stroke,
-  drag,
-  visibleOverlays,
-  waitForWindowNamed,
-  waitForOverlay,
-  waitForOverlayGone,
-  waitForWhite,
-  readClipboard,
-  clipboardTargets,
-  holdClipboard,
-  layoutProbe,
-  toolPlacement,
-  toolButton,
-  buttonLooksChecked,
-  renderReference,
-  compareWithReference,
-  readPng,
-  writePng,
+  ROOT, MODULE_PATH, sleep, eventually, waitUntil, run, startXvfb, desktop, image, pixelAt, sameRgb,
+  cropImage, patternPixel, patternPosition, makePatternImage, blend, comparePixels, diffText,
+  patternCropMismatch, boundingBox, findToolbar, findMagnifier, screenshot, shotUntil, setRootPattern,
+  spawnChild, spawnCapture, startCapture, xdotool, mousemove, mousedown, mouseup, click, key, type, clickAt,
+  doubleClickAt, linePoints, stroke, drag, visibleOverlays, waitForWindowNamed, waitForOverlay,
+  waitForOverlayGone, waitForWhite, readClipboard, clipboardTargets, holdClipboard, layoutProbe,
+  toolPlacement, toolButton, buttonLooksChecked, renderReference, compareWithReference, readPng, writePng,
 };
