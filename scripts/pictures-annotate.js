@@ -46,7 +46,7 @@ async function main() {
     };
 
     // The toolbar and its popup under the region's lower edge, with some of the region.
-    const layout = await h.probeLayout(x.env);
+    const layout = await h.layoutProbe(x.env);
     const R = scenarios.REGION;
     const place = h.toolPlacement(layout, R, W, H, 'linePopup');
     const left = place.toolbar.x - 40;

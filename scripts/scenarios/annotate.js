@@ -11,7 +11,7 @@ const layouts = new Map();
 // Drives one annotation session on REGION of a screenW × screenH screen; the controls'
 // positions come from build/layoutprobe.
 async function annotator(h, env, screenW, screenH) {
-  if (!layouts.has(env.DISPLAY)) layouts.set(env.DISPLAY, await h.probeLayout(env));
+  if (!layouts.has(env.DISPLAY)) layouts.set(env.DISPLAY, await h.layoutProbe(env));
   const layout = layouts.get(env.DISPLAY);
   const place = (popup) => h.toolPlacement(layout, REGION, screenW, screenH, popup);
   // The style popup that each drawing tool opens.

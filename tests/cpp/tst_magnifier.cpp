@@ -126,48 +126,39 @@ void TestMagnifier::cropAroundCursor() {
 }
 
 void TestMagnifier::placementFlips_data() {
+    // Panel width pw = int(100 s + 10) and height ph = int(145 s) at the layout scale s.
+    const double s = ts::scale();
+    const int pw = int(100 * s + 10), ph = int(145 * s);
     QTest::addColumn<QRectF>("selection");
     QTest::addColumn<QPointF>("cursor");
-    QTest::addColumn<QString>("expect"); // "left-below", "right", "above", "corner"
-    const QRectF none(0, 0, 0, 0);
-    QTest::newRow("middle") << none << QPointF(700, 400) << "left-below";
-    QTest::newRow("left edge flips right") << none << QPointF(60, 400) << "right";
-    QTest::newRow("bottom flips above") << none << QPointF(700, 960) << "above";
-    QTest::newRow("bottom-left both") << none << QPointF(30, 980) << "right above";
-    QTest::newRow("bottom-right corner of selection")
-        << QRectF(300, 300, 400, 200) << QPointF(700, 500) << "corner";
-    QTest::newRow("top-right corner of selection")
-        << QRectF(300, 300, 400, 200) << QPointF(700, 300) << "corner";
-    QTest::newRow("corner too far right") << QRectF(1000, 300, 580, 200)
-                                          << QPointF(1580, 500) << "left-below";
-    QTest::newRow("bottom-left corner is not special")
-        << QRectF(300, 300, 400, 200) << QPointF(300, 500) << "left-below";
+    QTest::addColumn<QPointF>("expected");
+    const QRectF none(0, 0, 0, 0), sel(300, 300, 400, 200);
+    QTest::newRow("middle: left-below") << none << QPointF(700, 400) << QPointF(700 - pw, 410);
+    QTest::newRow("left edge flips right") << none << QPointF(60, 400) << QPointF(70, 410);
+    QTest::newRow("bottom flips above") << none << QPointF(700, 960) << QPointF(700 - pw, 960 - ph);
+    QTest::newRow("bottom-left both") << none << QPointF(30, 980) << QPointF(40, 980 - ph);
+    QTest::newRow("bottom-right corner of selection") << sel << QPointF(700, 500) << QPointF(710, 510);
+    QTest::newRow("top-right corner of selection") << sel << QPointF(700, 300) << QPointF(710, 310);
+    QTest::newRow("corner too far right") << QRectF(1000, 300, 580, 200) << QPointF(1580, 500)
+                                          << QPointF(1580 - pw, 510);
+    QTest::newRow("bottom-left corner is not special") << sel << QPointF(300, 500)
+                                                       << QPointF(300 - pw, 510);
 }
 
 void TestMagnifier::placementFlips() {
     QFETCH(QRectF, selection);
     QFETCH(QPointF, cursor);
-    QFETCH(QString, expect);
+    QFETCH(QPointF, expected);
     const double s = ts::scale();
     QGraphicsScene scene(0, 0, 1600, 1000);
     auto* frame = new ScreenShotGraphicsItem;
     scene.addItem(frame);
     frame->setScreenRect(QRect(0, 0, 1600, 1000));
     frame->setRect(selection);
-
     const int pw = int(100 * s + 10), ph = int(145 * s);
-    const QRectF bounds(10, 0, 1600 - 10 - pw, 1000 - ph);
-    QCOMPARE(frame->magnifierBounds(), bounds);
-
+    QCOMPARE(frame->magnifierBounds(), QRectF(10, 0, 1600 - 10 - pw, 1000 - ph));
     QPointF g(cursor.x() - pw, cursor.y() + 10);
     frame->adjustPoint(g, cursor);
-    QPointF expected(cursor.x() - pw, cursor.y() + 10);
-    if (expect.contains("right"))
-        expected.setX(cursor.x() - pw + pw + 10);
-    if (expect.contains("above"))
-        expected.setY(cursor.y() + 10 - ph - 10);
-    if (expect == "corner")
-        expected.setX(cursor.x() + 10);
     QCOMPARE(g, expected);
 }
 

@@ -4,7 +4,6 @@
 #include "circlegraphicsitem.h"
 #include "diagramtextitem.h"
 #include "linuxdiagramscene.h"
-#include "magnifyingglassgraphicsitem.h"
 #include "mainwindow.h"
 #include "mosaicgraphicsitem.h"
 #include "paintramscene.h"
@@ -26,16 +25,6 @@ QList<QGraphicsItem*> annotationsTopFirst(QGraphicsScene& scene) {
     return out;
 }
 
-// Counts double clicks that reach a widget, to prove a gesture really was one.
-class DoubleClickCounter : public QObject {
-public:
-    int count = 0;
-    bool eventFilter(QObject*, QEvent* e) override {
-        count += e->type() == QEvent::MouseButtonDblClick;
-        return false;
-    }
-};
-
 } // namespace
 
 class TestScenes : public QObject {
@@ -44,10 +33,7 @@ private slots:
     void cleanup();
 
     // Area selection, through the real overlay window.
-    void dragOutRegion_data();
-    void dragOutRegion();
     void zeroSizeDragShowsNoToolbar();
-    void doubleClickFinishesOnlyWithRegion();
     void rightButtonNeverReachesFrame();
 
     // Annotation scene on its own view.
@@ -57,7 +43,6 @@ private slots:
     void pressOnFinishedItemMakesItCurrentAndRaises();
     void mosaicLivesInGroup();
     void textToolClickCreatesEditableText();
-    void doubleClickSignal();
     void rightButtonNeverReachesItems();
 
 private:
@@ -97,45 +82,6 @@ void TestScenes::makePaintScene() {
     paint->setPaintPixmap(QPixmap::fromImage(ts::patternImage(400, 300)));
 }
 
-void TestScenes::dragOutRegion_data() {
-    QTest::addColumn<QPoint>("from");
-    QTest::addColumn<QPoint>("to");
-    QTest::newRow("down-right") << QPoint(400, 300) << QPoint(900, 700);
-    QTest::newRow("up-left") << QPoint(900, 700) << QPoint(400, 300);
-    QTest::newRow("down-left") << QPoint(900, 300) << QPoint(400, 700);
-}
-
-void TestScenes::dragOutRegion() {
-    QFETCH(QPoint, from);
-    QFETCH(QPoint, to);
-    makeWindow();
-    LinuxDiagramScene* scene = window->selectionScene();
-    QGraphicsView* v = window->selectionView();
-    QCOMPARE(scene->selectStatus(), 0);
-    QVERIFY(!scene->isCanGetPixmap());
-    ts::dragPx(v->viewport(), from, to);
-    QCOMPARE(scene->selectStatus(), 2);
-    QCOMPARE(scene->mouseStatus(), 3);
-    const QRectF expected(v->mapToScene(QPoint(qMin(from.x(), to.x()), qMin(from.y(), to.y()))),
-                          QSizeF(qAbs(to.x() - from.x()), qAbs(to.y() - from.y())));
-    QCOMPARE(scene->getPixmapRect(), expected);
-    QVERIFY(scene->isCanGetPixmap());
-    QCOMPARE(scene->selectionItem()->getItemPaintStatus(), PaintStatusEditing);
-    QVERIFY(window->toolBar()->isVisible());
-    QVERIFY(!scene->magnifier()->isVisible());
-    QVERIFY(StyleManager::instance()->selectDoneFlag);
-
-    // Dragging the frame's bottom-right handle resizes it and shows the magnifier meanwhile.
-    const QPoint br = v->mapFromScene(expected.bottomRight());
-    QTest::mousePress(v->viewport(), Qt::LeftButton, {}, br);
-    QVERIFY(scene->magnifier()->isVisible());
-    QTest::mouseMove(v->viewport(), br + QPoint(40, 25));
-    QTest::mouseRelease(v->viewport(), Qt::LeftButton, {}, br + QPoint(40, 25));
-    QVERIFY(!scene->magnifier()->isVisible());
-    QCOMPARE(scene->getPixmapRect(), expected.adjusted(0, 0, 40, 25));
-    QCOMPARE(scene->selectStatus(), 2);
-}
-
 void TestScenes::zeroSizeDragShowsNoToolbar() {
     makeWindow();
     LinuxDiagramScene* scene = window->selectionScene();
@@ -145,25 +91,6 @@ void TestScenes::zeroSizeDragShowsNoToolbar() {
     QVERIFY(!window->toolBar()->isVisible());
     QVERIFY(!scene->isCanGetPixmap());
     QVERIFY(window->getPixmap().isNull());
-}
-
-void TestScenes::doubleClickFinishesOnlyWithRegion() {
-    makeWindow();
-    QSignalSpy exits(window, &MainWindow::mainWindowExit);
-    QGraphicsView* v = window->selectionView();
-    // No region: the double click's handler does not finish.
-    QTest::mouseDClick(v->viewport(), Qt::LeftButton, {}, QPoint(700, 700));
-    QCOMPARE(exits.count(), 0);
-
-    window->slotExitScreenshots();
-    window->setMainWindowRect(QRect(0, 0, 2560, 1600));
-    window->setScreenPixmap(new QPixmap(QPixmap::fromImage(ts::patternImage(2560, 1600))));
-    exits.clear();
-    ts::dragPx(v->viewport(), QPoint(400, 300), QPoint(900, 700));
-    QTest::qWait(20);
-    QTest::mouseDClick(v->viewport(), Qt::LeftButton, {}, QPoint(600, 500));
-    QCOMPARE(exits.count(), 1);
-    QCOMPARE(exits.at(0).at(0).toInt(), 1);
 }
 
 void TestScenes::rightButtonNeverReachesFrame() {
@@ -329,31 +256,6 @@ void TestScenes::textToolClickCreatesEditableText() {
     QCOMPARE(text->getItemPaintStatus(), PaintStatusFinished);
     QCOMPARE(text->textInteractionFlags(), Qt::NoTextInteraction);
     QVERIFY(!m->textFlag);
-}
-
-void TestScenes::doubleClickSignal() {
-    makePaintScene();
-    StyleManager* m = StyleManager::instance();
-    QSignalSpy dbl(paint, &PaintRamScene::sigDoubleClick);
-    DoubleClickCounter counter;
-    view->viewport()->installEventFilter(&counter);
-    paint->setPaintShape(PaintShapesRectangle);
-    QTest::mouseDClick(view->viewport(), Qt::LeftButton, {}, view->mapFromScene(QPointF(20, 20)));
-    QCOMPARE(dbl.count(), 1);
-    QVERIFY(m->getAllItem().isEmpty());
-
-    // A quick small drag that draws, then a press soon enough to become a double click.
-    const QPointF a(-100, -80), b(-97, -77);
-    ts::press(view, a);
-    ts::move(view, b);
-    ts::release(view, b);
-    QCOMPARE(m->getAllItem().size(), 1);
-    QTest::lastMouseTimestamp -= QTest::mouseDoubleClickInterval; // undo QTest's spacing
-    ts::press(view, b);
-    ts::release(view, b);
-    QCOMPARE(counter.count, 2);
-    QCOMPARE(dbl.count(), 1);
-    QCOMPARE(m->getAllItem().size(), 1);
 }
 
 void TestScenes::rightButtonNeverReachesItems() {

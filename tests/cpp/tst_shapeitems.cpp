@@ -58,11 +58,9 @@ private slots:
     void moveAndConfinedMove();
     void outlineBandHitTest_data();
     void outlineBandHitTest();
-    void arrowGeometry_data();
     void arrowGeometry();
     void arrowHitAndHandles();
     void arrowMoveSnapsToWholeUnits();
-    void penLopsidedHitSquares_data();
     void penLopsidedHitSquares();
     void penDragsOnlyWhileEditing();
 
@@ -288,42 +286,18 @@ void TestShapeItems::outlineBandHitTest() {
     }
 }
 
-void TestShapeItems::arrowGeometry_data() {
-    QTest::addColumn<QPointF>("start");
-    QTest::addColumn<QPointF>("end");
-    QTest::addColumn<int>("width");
-    QTest::newRow("horizontal") << QPointF(0, 0) << QPointF(100, 0) << 4;
-    QTest::newRow("diagonal") << QPointF(10, 20) << QPointF(130, 75) << 10;
-    QTest::newRow("up-left") << QPointF(200, 150) << QPointF(40, 30) << 7;
-    QTest::newRow("degenerate") << QPointF(50, 50) << QPointF(50, 50) << 6;
-}
-
 void TestShapeItems::arrowGeometry() {
-    QFETCH(QPointF, start);
-    QFETCH(QPointF, end);
-    QFETCH(int, width);
+    // Width 4, from (0, 0) to (100, 0): a head of length and width 8 at the end, and a wedge
+    // from the start to a base of 8 / 3 truncated to 2 each side on the head's base line.
     QPolygonF head, shaft;
-    ArrowGraphicItem::arrowPolygons(start, end, width, head, shaft);
-    QCOMPARE(head.size(), 3);
-    QCOMPARE(shaft.size(), 3);
-
-    const double L = 2.0 * width;
-    const double th = std::atan2(end.y() - start.y(), end.x() - start.x());
-    const double sn = std::sin(th), cs = std::cos(th);
-    const QPointF p1(end.x() - L * cs - L / 2 * sn, end.y() - L * sn + L / 2 * cs);
-    const QPointF p2(end.x() - L * cs + L / 2 * sn, end.y() - L * sn - L / 2 * cs);
-    const double ox = std::trunc(L * sn / 3), oy = std::trunc(L * cs / 3);
-    const QPolygonF eh(QVector<QPointF>{end, p1, p2});
-    const QPolygonF es(QVector<QPointF>{start, QPointF(p1.x() + ox, p1.y() - oy),
-                                         QPointF(p2.x() - ox, p2.y() + oy)});
-    for (int i = 0; i < 3; ++i) {
-        QVERIFY2(QLineF(head.at(i), eh.at(i)).length() < 1e-9, qPrintable(QString::number(i)));
-        QVERIFY2(QLineF(shaft.at(i), es.at(i)).length() < 1e-9, qPrintable(QString::number(i)));
-    }
-    if (QTest::currentDataTag() == QByteArray("horizontal")) {
-        QCOMPARE(head, QPolygonF(QVector<QPointF>{{100, 0}, {92, 4}, {92, -4}}));
-        QCOMPARE(shaft, QPolygonF(QVector<QPointF>{{0, 0}, {92, 2}, {92, -2}}));
-    }
+    ArrowGraphicItem::arrowPolygons(QPointF(0, 0), QPointF(100, 0), 4, head, shaft);
+    QCOMPARE(head, QPolygonF(QVector<QPointF>{{100, 0}, {92, 4}, {92, -4}}));
+    QCOMPARE(shaft, QPolygonF(QVector<QPointF>{{0, 0}, {92, 2}, {92, -2}}));
+    // Straight down with width 10: the same figure turned a quarter (length 20, half-width 10,
+    // wedge offset trunc(20 / 3) = 6).
+    ArrowGraphicItem::arrowPolygons(QPointF(50, 10), QPointF(50, 110), 10, head, shaft);
+    QCOMPARE(head, QPolygonF(QVector<QPointF>{{50, 110}, {40, 90}, {60, 90}}));
+    QCOMPARE(shaft, QPolygonF(QVector<QPointF>{{50, 10}, {46, 90}, {54, 90}}));
 }
 
 void TestShapeItems::arrowHitAndHandles() {
@@ -382,38 +356,22 @@ void TestShapeItems::arrowMoveSnapsToWholeUnits() {
     ts::release(view, grab + QPointF(4.8, -1.2));
 }
 
-void TestShapeItems::penLopsidedHitSquares_data() {
-    QTest::addColumn<int>("width");
-    QTest::newRow("1") << 1;
-    QTest::newRow("2") << 2;
-    QTest::newRow("5") << 5;
-    QTest::newRow("10") << 10;
-}
-
 void TestShapeItems::penLopsidedHitSquares() {
-    QFETCH(int, width);
-    auto* pen = makeItem<RandomLineGraphicsItem>(PaintShapesPen, width);
+    // Each point p catches the closed square from trunc(p - width / 2) to that + width + 4:
+    // for width 2 and (10.7, 10.7) that is [9, 15] on both axes; for width 5 and (-3.5, -3.5)
+    // it is [trunc(-5.5), -5 + 9] = [-5, 4].
+    auto* pen = makeItem<RandomLineGraphicsItem>(PaintShapesPen, 2);
     QVERIFY(!pen->contains(QPointF(10, 10))); // no points: never hit
-    const QVector<QPointF> pts{{10.7, 10.7}, {-3.5, -3.5}, {40.2, -7.9}};
-    for (QPointF const& p : pts)
-        pen->changePoint(p);
+    pen->changePoint(QPointF(10.7, 10.7));
+    for (QPointF in : {QPointF(9, 9), QPointF(14.9, 14.9), QPointF(15, 15), QPointF(9, 12)})
+        QVERIFY2(pen->contains(in), qPrintable(QString("%1,%2").arg(in.x()).arg(in.y())));
+    for (QPointF out : {QPointF(8.9, 10), QPointF(15.1, 12), QPointF(12, 8.9), QPointF(12, 15.1)})
+        QVERIFY2(!pen->contains(out), qPrintable(QString("%1,%2").arg(out.x()).arg(out.y())));
 
-    const int h = width / 2;
-    auto refHit = [&](QPointF q) {
-        for (QPointF const& p : pts) {
-            const double l = std::trunc(p.x() - h), t = std::trunc(p.y() - h);
-            if (q.x() >= l && q.x() <= l + width + 4 && q.y() >= t && q.y() <= t + width + 4)
-                return true;
-        }
-        return false;
-    };
-    for (double y = -15.05; y < 25; y += 0.7)
-        for (double x = -15.05; x < 60; x += 0.9)
-            QCOMPARE(pen->contains(QPointF(x, y)), refHit(QPointF(x, y)));
-    if (width == 2) {
-        QVERIFY(pen->contains(QPointF(14.9, 14.9)));
-        QVERIFY(!pen->contains(QPointF(8.9, 10)));
-    }
+    auto* wide = makeItem<RandomLineGraphicsItem>(PaintShapesPen, 5);
+    wide->changePoint(QPointF(-3.5, -3.5));
+    QVERIFY(wide->contains(QPointF(-5, -5)) && wide->contains(QPointF(4, 4)));
+    QVERIFY(!wide->contains(QPointF(-5.1, 0)) && !wide->contains(QPointF(0, 4.1)));
 }
 
 void TestShapeItems::penDragsOnlyWhileEditing() {

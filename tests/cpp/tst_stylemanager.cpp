@@ -33,40 +33,26 @@ bool hasClassOf(QGraphicsItem* item, PaintShape shape) {
     }
 }
 
-int statusOf(QGraphicsItem* item, PaintShape shape) {
-    switch (shape) {
-    case PaintShapesCircle:
-    case PaintShapesRectangle:
-        return static_cast<ShapeBaseGraphicsItem*>(item)->getItemPaintStatus();
-    case PaintShapesPen:
-        return static_cast<RandomLineGraphicsItem*>(item)->getItemPaintStatus();
-    case PaintShapesText:
-        return dynamic_cast<DiagramTextItem*>(item)->getItemPaintStatus();
-    case PaintShapesArrow:
-        return static_cast<ArrowGraphicItem*>(item)->getItemPaintStatus();
-    default:
-        return -1;
-    }
+// Calls f with the item as the class that declares its paint status.
+template <typename F> void asStatusHolder(QGraphicsItem* item, F f) {
+    if (auto* shape = dynamic_cast<ShapeBaseGraphicsItem*>(item))
+        f(shape);
+    else if (auto* arrow = dynamic_cast<ArrowGraphicItem*>(item))
+        f(arrow);
+    else if (auto* pen = dynamic_cast<RandomLineGraphicsItem*>(item))
+        f(pen);
+    else if (auto* text = dynamic_cast<DiagramTextItem*>(item))
+        f(text);
 }
 
-void setStatus(QGraphicsItem* item, PaintShape shape, ItemPaintStatus s) {
-    switch (shape) {
-    case PaintShapesCircle:
-    case PaintShapesRectangle:
-        static_cast<ShapeBaseGraphicsItem*>(item)->setItemPaintStatus(s);
-        break;
-    case PaintShapesPen:
-        static_cast<RandomLineGraphicsItem*>(item)->setItemPaintStatus(s);
-        break;
-    case PaintShapesText:
-        dynamic_cast<DiagramTextItem*>(item)->setItemPaintStatus(s);
-        break;
-    case PaintShapesArrow:
-        static_cast<ArrowGraphicItem*>(item)->setItemPaintStatus(s);
-        break;
-    default:
-        break;
-    }
+int statusOf(QGraphicsItem* item) {
+    int status = -1;
+    asStatusHolder(item, [&](auto* i) { status = i->getItemPaintStatus(); });
+    return status;
+}
+
+void setStatus(QGraphicsItem* item, ItemPaintStatus s) {
+    asStatusHolder(item, [&](auto* i) { i->setItemPaintStatus(s); });
 }
 
 QGraphicsItem* make(PaintShape shape) {
@@ -283,9 +269,9 @@ void TestStyleManager::choosingToolFinishesCurrent() {
     QVERIFY(!m->getCurrentItem());
 
     QGraphicsItem* item = make(PaintShape(shape));
-    setStatus(item, PaintShape(shape), PaintStatusEditing);
+    setStatus(item, PaintStatusEditing);
     m->currentDrawingShape(PaintShapesMosaic);
-    QCOMPARE(statusOf(item, PaintShape(shape)), expected);
+    QCOMPARE(statusOf(item), expected);
     QVERIFY(!m->getCurrentItem());
     QCOMPARE(int(m->getCurrentDrawingShape()), int(PaintShapesMosaic));
     if (shape == PaintShapesText)
@@ -293,9 +279,9 @@ void TestStyleManager::choosingToolFinishesCurrent() {
 
     // cleanSelectedItem follows the same rule.
     m->setCurrentItem(item);
-    setStatus(item, PaintShape(shape), PaintStatusEditing);
+    setStatus(item, PaintStatusEditing);
     m->cleanSelectedItem();
-    QCOMPARE(statusOf(item, PaintShape(shape)), expected);
+    QCOMPARE(statusOf(item), expected);
     QVERIFY(!m->getCurrentItem());
 }
 
@@ -338,20 +324,14 @@ void TestStyleManager::styleChangeReachesCurrentItemOnly() {
 
 void TestStyleManager::showHidesOthersAndPlacesExactly() {
     StyleManager* m = StyleManager::instance();
-    m->show(QPoint(123, 456), PaintShapesArrow);
-    QCOMPARE(int(m->getCurrentDrawingShape()), int(PaintShapesArrow));
-    QWidget* arrow = m->getPopup(PaintShapesArrow);
-    QVERIFY(arrow->isVisible());
-    QCOMPARE(arrow->pos(), QPoint(123, 456));
-    for (QWidget* w : m->getAllWidget())
-        QCOMPARE(w->isVisible(), w == arrow);
-
-    m->show(QPoint(7, 9), PaintShapesText);
-    QWidget* font = m->getPopup(PaintShapesText);
-    QCOMPARE(font->pos(), QPoint(7, 9));
-    for (QWidget* w : m->getAllWidget())
-        QCOMPARE(w->isVisible(), w == font);
-    QCOMPARE(int(m->getCurrentDrawingShape()), int(PaintShapesText));
+    for (auto [at, shape] : {std::pair{QPoint(123, 456), PaintShapesArrow}, {QPoint(7, 9), PaintShapesText}}) {
+        m->show(at, shape);
+        QCOMPARE(int(m->getCurrentDrawingShape()), int(shape));
+        QWidget* popup = m->getPopup(shape);
+        QCOMPARE(popup->pos(), at);
+        for (QWidget* w : m->getAllWidget())
+            QCOMPARE(w->isVisible(), w == popup);
+    }
 }
 
 void TestStyleManager::setCurrentItemSignalsAndMovesPopup() {

@@ -35,7 +35,6 @@ private slots:
     void shapeChangeFromElsewhere_data();
     void shapeChangeFromElsewhere();
     void lineStylePopup();
-    void lineStyleColourClicks_data();
     void lineStyleColourClicks();
     void fontPopup();
     void mosaicPopupAndSizeDisplay();
@@ -234,40 +233,30 @@ void TestToolBar::lineStylePopup() {
     QCOMPARE(popup.getStyle().width, widths.at(0));
 }
 
-void TestToolBar::lineStyleColourClicks_data() {
-    QTest::addColumn<int>("index");
-    QTest::addColumn<QColor>("color");
-    const char* colors[] = {"red", "#8A31FB", "#00B4FF", "#61ED00", "#FFEB03", "#676767"};
-    for (int i = 0; i < 6; ++i)
-        QTest::newRow(colors[i]) << i << QColor(colors[i]);
-}
-
 void TestToolBar::lineStyleColourClicks() {
-    QFETCH(int, index);
-    QFETCH(QColor, color);
     SelectStyleWidget popup;
     popup.show();
     QVERIFY(QTest::qWaitForWindowExposed(&popup));
     QSignalSpy spy(&popup, &SelectStyleWidget::sigChange);
     const QList<CustomButton*> buttons = popup.colorList()->buttons();
-    QCOMPARE(buttons.size(), 6);
-    CustomButton* red = buttons.at(0);
-    QVERIFY(red->isChecked());
-
-    QTest::mouseClick(buttons.at(index), Qt::LeftButton);
-    QCOMPARE(spy.count(), 1);
-    QCOMPARE(lastStyle(spy).color, color);
-    QCOMPARE(lastStyle(spy).width, int(5 * ts::scale()));
-    QCOMPARE(popup.getColor(), color);
-    QCOMPARE(popup.colorList()->checkedButton(), buttons.at(index));
-    for (CustomButton* b : buttons)
-        QCOMPARE(b->isChecked(), b == buttons.at(index));
-    QCOMPARE(popup.widthList()->delegate()->getColor(), color);
-
-    QTest::mouseClick(buttons.at(index), Qt::LeftButton); // again: same colour re-sent
-    QCOMPARE(spy.count(), 2);
-    QCOMPARE(lastStyle(spy).color, color);
-    QVERIFY(buttons.at(index)->isChecked());
+    const QStringList colors{"red", "#8A31FB", "#00B4FF", "#61ED00", "#FFEB03", "#676767"};
+    QCOMPARE(buttons.size(), colors.size());
+    QVERIFY(buttons.at(0)->isChecked());
+    // Right to left, so each click moves the check; each button twice (the colour is re-sent).
+    for (int i = colors.size() - 1; i >= 0; --i) {
+        for (int n = 1; n <= 2; ++n) {
+            const int before = spy.count();
+            QTest::mouseClick(buttons.at(i), Qt::LeftButton);
+            QCOMPARE(spy.count(), before + 1);
+            QCOMPARE(lastStyle(spy).color, QColor(colors.at(i)));
+            QCOMPARE(lastStyle(spy).width, int(5 * ts::scale()));
+        }
+        QCOMPARE(popup.getColor(), QColor(colors.at(i)));
+        QCOMPARE(popup.colorList()->checkedButton(), buttons.at(i));
+        for (CustomButton* b : buttons)
+            QCOMPARE(b->isChecked(), b == buttons.at(i));
+        QCOMPARE(popup.widthList()->delegate()->getColor(), QColor(colors.at(i)));
+    }
 }
 
 void TestToolBar::fontPopup() {

@@ -3,15 +3,11 @@
 // expected pixels are block averages of the known background, computed here.
 const test = require('node:test');
 const assert = require('node:assert/strict');
-const fs = require('fs');
-const os = require('os');
-const path = require('path');
 const h = require('./harness');
 
 const W = 1920;
 const H = 1080;
 const T = { timeout: 60000 };
-const POINTER = { x: W - 1, y: H - 1 };
 const BLUE = [0, 0xb4, 0xff];
 // Left of SPLIT the background is noise (so block averages differ from the pixels), right of
 // it a smooth warm gradient (nothing blue in it, so text pixels are easy to pick out).
@@ -26,21 +22,6 @@ function background(x, y) {
   let v = (Math.imul(x, 374761393) + Math.imul(y, 668265263)) >>> 0;
   v = Math.imul(v ^ (v >>> 13), 1274126177) >>> 0;
   return [v & 0xff, (v >>> 8) & 0xff, (v >>> 16) & 0xff];
-}
-
-function image(width, height, fn) {
-  const data = Buffer.alloc(width * height * 4);
-  for (let y = 0; y < height; y++) {
-    for (let x = 0; x < width; x++) {
-      const o = (y * width + x) * 4;
-      const [r, g, b] = fn(x, y);
-      data[o] = r;
-      data[o + 1] = g;
-      data[o + 2] = b;
-      data[o + 3] = 255;
-    }
-  }
-  return { width, height, data };
 }
 
 // The region's pixels pixelated in whole block × block cells from its top-left corner: each
@@ -71,8 +52,6 @@ function pixelate(crop, block) {
   return out;
 }
 
-const same = (a, b) => a[0] === b[0] && a[1] === b[1] && a[2] === b[2];
-
 // Longest horizontal and vertical runs of pixels for which pred(x, y) holds.
 function longestRuns(img, pred) {
   let horizontal = 0;
@@ -96,71 +75,49 @@ function longestRuns(img, pred) {
 }
 
 test('mosaic and text annotations', async (t) => {
-  const x = await h.startXvfb({ width: W, height: H });
-  const dir = fs.mkdtempSync(path.join(os.tmpdir(), 'sc-mosaic-text-'));
-  t.after(async () => {
-    await x.stop();
-    fs.rmSync(dir, { recursive: true, force: true });
-  });
-  const picture = path.join(dir, 'background.png');
-  fs.writeFileSync(picture, h.writePng(W, H, image(W, H, background).data));
-  await h.setRootPattern(x.env, picture);
-  const layout = await h.probeLayout(x.env);
+  const x = await h.desktop(t, W, H, h.image(W, H, background));
+  const layout = await h.layoutProbe(x.env);
   const s = layout.scale;
   const widths = [Math.trunc(5 * s), Math.trunc(10 * s), Math.trunc(14 * s)];
 
   // A capture with `region` selected and `tool` chosen; returns helpers bound to it.
-  async function annotate(region, tool, popup) {
+  async function annotate(t, region, tool, popup) {
     const place = h.toolPlacement(layout, region, W, H, popup);
-    const crop = image(region.w, region.h, (px, py) => background(region.x + px, region.y + py));
-    await h.mousemove(x.env, POINTER.x, POINTER.y);
-    const child = h.spawnCapture(x.env);
+    const crop = h.image(region.w, region.h, (px, py) => background(region.x + px, region.y + py));
+    const child = await h.startCapture(t, x, { settle: 200 });
+    const clickThen = async (px, py) => {
+      await h.clickAt(x.env, px, py);
+      await h.sleep(100);
+    };
     const session = {
       child,
       place,
       crop,
       at: (lx, ly) => [region.x + lx, region.y + ly],
-      async tool(name) {
-        const b = h.toolButton(layout, place.toolbar, name);
-        await h.clickAt(x.env, b.x, b.y);
-        await h.sleep(100);
-      },
-      async popupClick(pos, popupPos = place.popup) {
-        await h.clickAt(x.env, popupPos.x + pos[0], popupPos.y + pos[1]);
-        await h.sleep(100);
-      },
+      tool: (name, bar = place.toolbar) => clickThen(...Object.values(h.toolButton(layout, bar, name))),
+      popupClick: (pos) => clickThen(place.popup.x + pos[0], place.popup.y + pos[1]),
       async confirm() {
         await session.tool('tool_confirm');
-        const r = await child.waitFor((l) => l.op === 'captured', { what: 'the capture to end' });
-        assert.deepEqual(r.calls, [{ args: ['image'], thisIsNull: true }]);
+        assert.deepEqual((await child.result()).calls, [{ args: ['image'], thisIsNull: true }]);
         const img = h.readPng(await h.readClipboard(x.env, 'image/png'));
         assert.deepEqual([img.width, img.height], [region.w, region.h]);
         return img;
       },
       async screen() {
-        await h.mousemove(x.env, POINTER.x, POINTER.y);
+        await h.mousemove(x.env, W - 1, H - 1);
         await h.sleep(150);
-        return h.screenshotRect(x.env, region.x, region.y, region.w, region.h);
+        return h.screenshot(x.env, region.x, region.y, region.w, region.h);
       },
     };
-    try {
-      await h.waitForOverlay(x.env, { child });
-      await h.sleep(200);
-      await h.drag(x.env, region.x, region.y, region.x + region.w, region.h + region.y);
-      await h.sleep(150);
-      const b = h.toolButton(layout, place.selecting, tool);
-      await h.clickAt(x.env, b.x, b.y);
-      await h.sleep(150);
-    } catch (e) {
-      await child.kill();
-      throw e;
-    }
+    await h.drag(x.env, region.x, region.y, region.x + region.w, region.h + region.y);
+    await h.sleep(150);
+    await session.tool(tool, place.selecting);
     return session;
   }
 
-  await t.test('mosaic strokes reveal block averages under squares of side width × 3', T, async () => {
+  await t.test('mosaic strokes reveal block averages under squares of side width × 3', T, async (t) => {
     const R = MOSAIC_REGION;
-    const ses = await annotate(R, 'tool_mosaic', 'mosaicPopup');
+    const ses = await annotate(t, R, 'tool_mosaic', 'mosaicPopup');
     const block = Math.trunc(4 * s);
     const pixelated = pixelate(ses.crop, block);
     // Region-local strokes and the brush side each was drawn with.
@@ -173,66 +130,62 @@ test('mosaic and text annotations', async (t) => {
       { pts: [[100, 200], [101, 200]], side: widths[1] * 3, choose: 1 },
       { pts: [[400, 200], [401, 200]], side: widths[2] * 3, choose: 2 },
     ];
-    try {
-      for (const st of strokes) {
-        if (st.choose !== undefined) {
-          // Choosing the tool again leaves no mosaic current, so the width only affects what
-          // comes next.
-          await ses.tool('tool_mosaic');
-          await ses.popupClick(layout.mosaicPopup.widths[st.choose]);
-        }
-        // Each move is awaited on screen (the pixels around it change), so the stroke gets
-        // exactly these points.
-        const revealed = async (px, py) => {
-          const shot = await h.screenshotRect(x.env, px - 1, py - 1, 3, 3);
-          const [lx, ly] = [px - R.x - 1, py - R.y - 1];
-          return (h.boundingBox(shot, (rgb, qx, qy) => !same(rgb, h.pixelAt(ses.crop, lx + qx, ly + qy))) || { count: 0 }).count >= 5;
-        };
-        await h.strokeSynced(x.env, st.pts.map(([lx, ly]) => ses.at(lx, ly)), revealed);
-        await h.sleep(100);
+    for (const st of strokes) {
+      if (st.choose !== undefined) {
+        // Choosing the tool again leaves no mosaic current, so the width only affects what
+        // comes next.
+        await ses.tool('tool_mosaic');
+        await ses.popupClick(layout.mosaicPopup.widths[st.choose]);
       }
-      const img = await ses.confirm();
+      // Each move is awaited on screen (the pixels around it change), so the stroke gets
+      // exactly these points.
+      const drawnAt = async (px, py) => {
+        const shot = await h.screenshot(x.env, px - 1, py - 1, 3, 3);
+        const [lx, ly] = [px - R.x - 1, py - R.y - 1];
+        return (h.boundingBox(shot, (rgb, qx, qy) => !h.sameRgb(rgb, h.pixelAt(ses.crop, lx + qx, ly + qy)))?.count || 0) >= 5;
+      };
+      await h.stroke(x.env, st.pts.map(([lx, ly]) => ses.at(lx, ly)), { drawnAt });
+      await h.sleep(100);
+    }
+    const img = await ses.confirm();
 
-      // Each point reveals the side × side square whose top-left is the point minus half the
-      // side (truncated); inside whole blocks that is the block mean, elsewhere the pixel.
-      const covered = new Uint8Array(R.w * R.h);
-      for (const st of strokes) {
-        const half = Math.trunc(st.side / 2);
-        for (const [px, py] of st.pts) {
-          for (let y = py - half; y < py - half + st.side; y++) {
-            for (let xx = px - half; xx < px - half + st.side; xx++) {
-              if (xx >= 0 && y >= 0 && xx < R.w && y < R.h) covered[y * R.w + xx] = 1;
-            }
+    // Each point reveals the side × side square whose top-left is the point minus half the
+    // side (truncated); inside whole blocks that is the block mean, elsewhere the pixel.
+    const covered = new Uint8Array(R.w * R.h);
+    for (const st of strokes) {
+      const half = Math.trunc(st.side / 2);
+      for (const [px, py] of st.pts) {
+        for (let y = py - half; y < py - half + st.side; y++) {
+          for (let xx = px - half; xx < px - half + st.side; xx++) {
+            if (xx >= 0 && y >= 0 && xx < R.w && y < R.h) covered[y * R.w + xx] = 1;
           }
         }
       }
-      const expected = (px, py) => h.pixelAt(covered[py * R.w + px] ? pixelated : ses.crop, px, py);
-      const cmp = h.comparePixels(img, expected, { tolerance: 0 });
-      assert.equal(cmp.bad, 0, `${cmp.bad} of ${cmp.checked} pixels differ, first: ${JSON.stringify(cmp.first)}`);
+    }
+    const expected = (px, py) => h.pixelAt(covered[py * R.w + px] ? pixelated : ses.crop, px, py);
+    const cmp = h.comparePixels(img, expected, { tolerance: 0 });
+    assert.equal(cmp.bad, 0, h.diffText(cmp));
 
-      // The partial strips are untouched even under the strokes.
-      for (let py = 51; py < 69; py++) for (let px = R.w - (R.w % block); px < R.w; px++) assert.deepEqual(h.pixelAt(img, px, py), h.pixelAt(ses.crop, px, py));
-      for (let py = R.h - (R.h % block); py < R.h; py++) for (let px = 191; px < 209; px++) assert.deepEqual(h.pixelAt(img, px, py), h.pixelAt(ses.crop, px, py));
+    // The partial strips are untouched even under the strokes.
+    for (let py = 51; py < 69; py++) for (let px = R.w - (R.w % block); px < R.w; px++) assert.deepEqual(h.pixelAt(img, px, py), h.pixelAt(ses.crop, px, py));
+    for (let py = R.h - (R.h % block); py < R.h; py++) for (let px = 191; px < 209; px++) assert.deepEqual(h.pixelAt(img, px, py), h.pixelAt(ses.crop, px, py));
 
-      // Measured from the picture alone: the changed pixels around each one-pixel stroke form
-      // a (side + 1) × side box; the long row stroke is side pixels high.
-      const changedIn = (x0, y0, x1, y1) =>
-        h.boundingBox(img, (rgb, px, py) => px >= x0 && py >= y0 && px < x1 && py < y1 && !same(rgb, h.pixelAt(ses.crop, px, py)));
-      const row = changedIn(0, 0, R.w, 120);
-      assert.equal(row.h, widths[0] * 3, JSON.stringify(row));
-      for (const st of strokes.slice(2)) {
-        const [cx, cy] = st.pts[0];
-        const box = changedIn(cx - 60, cy - 60, cx + 60, cy + 60);
-        assert.deepEqual([box.w, box.h], [st.side + 1, st.side], `brush of width ${st.side / 3}: ${JSON.stringify(box)}`);
-      }
-    } finally {
-      await ses.child.kill();
+    // Measured from the picture alone: the changed pixels around each one-pixel stroke form
+    // a (side + 1) × side box; the long row stroke is side pixels high.
+    const changedIn = (x0, y0, x1, y1) =>
+      h.boundingBox(img, (rgb, px, py) => px >= x0 && py >= y0 && px < x1 && py < y1 && !h.sameRgb(rgb, h.pixelAt(ses.crop, px, py)));
+    const row = changedIn(0, 0, R.w, 120);
+    assert.equal(row.h, widths[0] * 3, JSON.stringify(row));
+    for (const st of strokes.slice(2)) {
+      const [cx, cy] = st.pts[0];
+      const box = changedIn(cx - 60, cy - 60, cx + 60, cy + 60);
+      assert.deepEqual([box.w, box.h], [st.side + 1, st.side], `brush of width ${st.side / 3}: ${JSON.stringify(box)}`);
     }
   });
 
-  await t.test('text: typed in place, Enter keeps the capture, the font popup restyles it, no frame in the result', T, async () => {
+  await t.test('text: typed in place, Enter keeps the capture, the font popup restyles it, no frame in the result', T, async (t) => {
     const R = TEXT_REGION;
-    const ses = await annotate(R, 'tool_text', 'fontPopup');
+    const ses = await annotate(t, R, 'tool_text', 'fontPopup');
     const at = [100, 80];
     const bg = ses.crop;
     // Coverage of the text colour, from the red channel (the blue text has none of it).
@@ -262,75 +215,63 @@ test('mosaic and text annotations', async (t) => {
       assert.equal(ses.child.events('captured').length, 0, what);
       assert.equal((await h.visibleOverlays(x.env)).length, 1, what);
     };
-    try {
-      await h.clickAt(x.env, ...ses.at(...at));
-      await h.type(x.env, 'Hello');
-      await h.key(x.env, 'Return');
+    await h.clickAt(x.env, ...ses.at(...at));
+    await h.type(x.env, 'Hello');
+    await h.key(x.env, 'Return');
 
-      // Large from the size drop-down, then blue.
-      const popup = ses.place.popup;
-      const large = layout.fontPopup.comboRows[2];
-      await ses.popupClick(layout.fontPopup.combo);
-      await h.waitForWhite(x.env, popup.x + large[0], popup.y + large[1], true);
-      await ses.popupClick(large);
-      await h.waitForWhite(x.env, popup.x + large[0], popup.y + large[1], false);
-      await ses.popupClick(layout.fontPopup.colors.colorblue);
-      // The text being edited has its frame, in the new colour and around two lines: Enter
-      // went into the text. The capture is still on.
-      await h.eventually(async () => {
-        const rows = frameRows(await ses.screen());
-        assert.ok(rows.length >= 2, `frame edges at rows ${rows}`);
-        const height = rows[rows.length - 1] - rows[0];
-        assert.ok(height > 2 * 64, `a frame ${height} px high holds two lines of 64 px text`);
-      });
-      await ongoing('Enter in a text being edited must not end the capture');
+    // Large from the size drop-down, then blue.
+    const popup = ses.place.popup;
+    const large = layout.fontPopup.comboRows[2];
+    await ses.popupClick(layout.fontPopup.combo);
+    await h.waitForWhite(x.env, popup.x + large[0], popup.y + large[1], true);
+    await ses.popupClick(large);
+    await h.waitForWhite(x.env, popup.x + large[0], popup.y + large[1], false);
+    await ses.popupClick(layout.fontPopup.colors.colorblue);
+    // The text being edited has its frame, in the new colour and around two lines: Enter
+    // went into the text. The capture is still on.
+    await h.eventually(async () => {
+      const rows = frameRows(await ses.screen());
+      assert.ok(rows.length >= 2, `frame edges at rows ${rows}`);
+      const height = rows[rows.length - 1] - rows[0];
+      assert.ok(height > 2 * 64, `a frame ${height} px high holds two lines of 64 px text`);
+    });
+    await ongoing('Enter in a text being edited must not end the capture');
 
-      // Choosing the tool again finishes the text: no frame. A double click on it reopens it.
-      await ses.tool('tool_text');
-      let glyphs;
-      await h.eventually(async () => {
-        const shot = await ses.screen();
-        assert.deepEqual(frameRows(shot), [], 'a finished text has no frame');
-        glyphs = h.boundingBox(shot, (rgb, px, py) => coverage(shot, px, py) >= 0.5);
-        assert.ok(glyphs, 'the text is on screen');
-      });
-      await h.doubleClickAt(x.env, ...ses.at(glyphs.x + glyphs.w / 2, glyphs.y + glyphs.h / 2));
-      await h.eventually(async () => {
-        assert.ok(frameRows(await ses.screen()).length >= 2, 'the double click reopened the text for editing');
-      });
-      await ongoing('a double click on a text does not confirm');
+    // Choosing the tool again finishes the text: no frame. A double click on it reopens it.
+    await ses.tool('tool_text');
+    let glyphs;
+    await h.eventually(async () => {
+      const shot = await ses.screen();
+      assert.deepEqual(frameRows(shot), [], 'a finished text has no frame');
+      glyphs = h.boundingBox(shot, (rgb, px, py) => coverage(shot, px, py) >= 0.5);
+      assert.ok(glyphs, 'the text is on screen');
+    });
+    await h.doubleClickAt(x.env, ...ses.at(glyphs.x + glyphs.w / 2, glyphs.y + glyphs.h / 2));
+    await h.eventually(async () => {
+      assert.ok(frameRows(await ses.screen()).length >= 2, 'the double click reopened the text for editing');
+    });
+    await ongoing('a double click on a text does not confirm');
 
-      const img = await ses.confirm();
-      const text = h.boundingBox(img, (rgb, px, py) => coverage(img, px, py) >= 0.5);
-      assert.ok(text, 'the text is in the result');
-      // "Hello" has no descenders: the box spans the ascender of "l" and the cap height of
-      // "H", which for a sans-serif face lie between 0.65 and 0.85 of the pixel size.
-      const px = 64;
-      assert.ok(text.h >= 0.65 * px && text.h <= 0.85 * px, `glyph box ${JSON.stringify(text)} for ${px} px`);
-      assert.ok(text.w > text.h * 2 && text.w < px * 5, `width ${text.w} for five letters`);
-      // It starts at the click point (plus the document margin and side bearing).
-      assert.ok(text.x >= at[0] && text.x <= at[0] + 20 && text.y >= at[1] && text.y <= at[1] + 40, JSON.stringify(text));
-      let solid = 0;
-      let red = 0;
-      for (let py = 0; py < img.height; py++) {
-        for (let qx = 0; qx < img.width; qx++) {
-          const rgb = h.pixelAt(img, qx, py);
-          if (same(rgb, BLUE)) solid++;
-          if (rgb[0] > 200 && rgb[1] < 60 && rgb[2] < 60) red++;
-        }
-      }
-      assert.ok(solid >= 200, `${solid} pixels in exactly #00B4FF`);
-      assert.equal(red, 0, 'nothing is left in the default red');
-      const runs = longestRuns(img, isBlue(img));
-      assert.ok(runs.horizontal < 60 && runs.vertical < px, `no frame and no cursor: longest runs ${JSON.stringify(runs)}`);
-    } finally {
-      await ses.child.kill();
-    }
+    const img = await ses.confirm();
+    const text = h.boundingBox(img, (rgb, px, py) => coverage(img, px, py) >= 0.5);
+    assert.ok(text, 'the text is in the result');
+    // "Hello" has no descenders: the box spans the ascender of "l" and the cap height of
+    // "H", which for a sans-serif face lie between 0.65 and 0.85 of the pixel size.
+    const px = 64;
+    assert.ok(text.h >= 0.65 * px && text.h <= 0.85 * px, `glyph box ${JSON.stringify(text)} for ${px} px`);
+    assert.ok(text.w > text.h * 2 && text.w < px * 5, `width ${text.w} for five letters`);
+    // It starts at the click point (plus the document margin and side bearing).
+    assert.ok(text.x >= at[0] && text.x <= at[0] + 20 && text.y >= at[1] && text.y <= at[1] + 40, JSON.stringify(text));
+    const solid = h.boundingBox(img, (rgb) => h.sameRgb(rgb, BLUE));
+    assert.ok(solid && solid.count >= 200, `${solid && solid.count} pixels in exactly #00B4FF`);
+    assert.equal(h.boundingBox(img, ([r, g, b]) => r > 200 && g < 60 && b < 60), null, 'nothing is left in the default red');
+    const runs = longestRuns(img, isBlue(img));
+    assert.ok(runs.horizontal < 60 && runs.vertical < px, `no frame and no cursor: longest runs ${JSON.stringify(runs)}`);
   });
 
-  await t.test('undo across a mosaic, a text and an arrow removes them newest first', T, async () => {
+  await t.test('undo across a mosaic, a text and an arrow removes them newest first', T, async (t) => {
     const R = MOSAIC_REGION;
-    const ses = await annotate(R, 'tool_mosaic', 'mosaicPopup');
+    const ses = await annotate(t, R, 'tool_mosaic', 'mosaicPopup');
     // Region-local areas that hold each item, and nothing else.
     const areas = {
       mosaic: [10, 40, 270, 80],
@@ -338,7 +279,7 @@ test('mosaic and text annotations', async (t) => {
       arrow: [80, 230, 420, 370],
     };
     const changed = (shot, [x0, y0, x1, y1]) => {
-      for (let py = y0; py < y1; py++) for (let px = x0; px < x1; px++) if (!same(h.pixelAt(shot, px, py), h.pixelAt(ses.crop, px, py))) return true;
+      for (let py = y0; py < y1; py++) for (let px = x0; px < x1; px++) if (!h.sameRgb(h.pixelAt(shot, px, py), h.pixelAt(ses.crop, px, py))) return true;
       return false;
     };
     const undo = h.toolButton(layout, ses.place.toolbar, 'tool_back');
@@ -347,30 +288,23 @@ test('mosaic and text annotations', async (t) => {
       for (const [name, area] of Object.entries(areas)) assert.equal(changed(shot, area), names.includes(name), `${name} ${names.includes(name) ? 'shown' : 'gone'}`);
       // Nothing outside the three areas ever changes.
       const outside = h.boundingBox(shot, (rgb, px, py) =>
-        !Object.values(areas).some(([x0, y0, x1, y1]) => px >= x0 && py >= y0 && px < x1 && py < y1) && !same(rgb, h.pixelAt(ses.crop, px, py)));
+        !Object.values(areas).some(([x0, y0, x1, y1]) => px >= x0 && py >= y0 && px < x1 && py < y1) && !h.sameRgb(rgb, h.pixelAt(ses.crop, px, py)));
       assert.equal(outside, null);
-      const side = Math.trunc(16 * s);
-      const btn = await h.screenshotRect(x.env, undo.x - (side >> 1), undo.y - (side >> 1), side, side);
-      const light = h.boundingBox(btn, ([r, g, b]) => Math.abs(r - 0xdc) <= 8 && Math.abs(g - 0xeb) <= 8 && Math.abs(b - 0xfd) <= 8);
-      assert.equal(Boolean(light && light.count > (side * side) / 3), names.length === 0, 'undo shows checked exactly when nothing is left');
+      assert.equal(await h.buttonLooksChecked(x.env, undo, s), names.length === 0, 'undo shows checked exactly when nothing is left');
     });
-    try {
-      await h.stroke(x.env, h.linePoints([30, 60], [250, 60], 12).map(([lx, ly]) => ses.at(lx, ly)));
-      await ses.tool('tool_text');
-      await h.clickAt(x.env, ...ses.at(350, 30));
-      await h.type(x.env, 'Hi');
-      await ses.tool('tool_arrow');
-      await h.drag(x.env, ...ses.at(100, 250), ...ses.at(400, 350));
-      await expectShown(['mosaic', 'text', 'arrow']);
-      for (const left of [['mosaic', 'text'], ['mosaic'], []]) {
-        await h.clickAt(x.env, undo.x, undo.y);
-        await expectShown(left);
-      }
-      const img = await ses.confirm();
-      const cmp = h.comparePixels(img, (px, py) => h.pixelAt(ses.crop, px, py), { tolerance: 0 });
-      assert.equal(cmp.bad, 0, JSON.stringify(cmp.first));
-    } finally {
-      await ses.child.kill();
+    await h.stroke(x.env, h.linePoints([30, 60], [250, 60], 12).map(([lx, ly]) => ses.at(lx, ly)));
+    await ses.tool('tool_text');
+    await h.clickAt(x.env, ...ses.at(350, 30));
+    await h.type(x.env, 'Hi');
+    await ses.tool('tool_arrow');
+    await h.drag(x.env, ...ses.at(100, 250), ...ses.at(400, 350));
+    await expectShown(['mosaic', 'text', 'arrow']);
+    for (const left of [['mosaic', 'text'], ['mosaic'], []]) {
+      await h.clickAt(x.env, undo.x, undo.y);
+      await expectShown(left);
     }
+    const img = await ses.confirm();
+    const cmp = h.comparePixels(img, (px, py) => h.pixelAt(ses.crop, px, py), { tolerance: 0 });
+    assert.equal(cmp.bad, 0, JSON.stringify(cmp.first));
   });
 });

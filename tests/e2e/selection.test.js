@@ -13,7 +13,6 @@ const h = require('./harness');
 const W = 1920;
 const H = 1080;
 const T = { timeout: 60000 };
-const POINTER = { x: W - 1, y: H - 1 };
 
 // ---------- geometry ----------
 // Rectangles are { x, y, w, h } in screen pixels and cover [x, x + w) × [y, y + h).
@@ -69,32 +68,12 @@ function resized(r, name, to) {
 }
 
 test('region selection at 1920x1080', async (t) => {
-  const x = await h.startXvfb({ width: W, height: H });
+  const x = await h.desktop(t, W, H, h.makePatternImage(W, H));
   const dir = fs.mkdtempSync(path.join(os.tmpdir(), 'sc-selection-'));
-  t.after(async () => {
-    await x.stop();
-    fs.rmSync(dir, { recursive: true, force: true });
-  });
-  const pattern = path.join(dir, 'pattern.png');
-  h.makePattern(W, H, pattern);
-  await h.setRootPattern(x.env, pattern);
+  t.after(() => fs.rmSync(dir, { recursive: true, force: true }));
   const probe = await h.layoutProbe(x.env);
   const s = probe.scale;
   const TB = probe.toolbar.size; // 456 × 56 at this scale
-
-  async function startSession(env = x.env) {
-    await h.mouseup(x.env); // a test that failed mid-drag may have left the button down
-    await h.mousemove(x.env, POINTER.x, POINTER.y);
-    const child = h.spawnCapture(env);
-    try {
-      await h.waitForOverlay(x.env, { child });
-    } catch (e) {
-      await child.kill();
-      throw e;
-    }
-    await h.sleep(150);
-    return child;
-  }
 
   // Drags out the region r, from the corner named by `from` to the opposite one.
   async function select(r, from = 'topLeft') {
@@ -103,8 +82,9 @@ test('region selection at 1920x1080', async (t) => {
     await h.drag(x.env, a.x, a.y, b.x, b.y);
   }
 
-  async function result(child) {
-    const r = await child.waitFor((l) => l.op === 'captured', { what: 'the capture to end', timeout: 15000 });
+  // The callback's arguments once the capture has ended (it must return "./").
+  async function ended(child) {
+    const r = await child.result();
     assert.equal(r.ret, './');
     return r.calls.map((c) => c.args[0]);
   }
@@ -120,68 +100,52 @@ test('region selection at 1920x1080', async (t) => {
   async function toolbar(where) {
     const r = await h.shotUntil(x.env, (shot) => {
       const tb = h.findToolbar(shot);
-      const ok = !!tb && tb.w === TB.w && tb.h === TB.h && (!where || (tb.x === where.x && tb.y === where.y));
-      return { ok, tb };
+      return { ok: !!tb && tb.w === TB.w && tb.h === TB.h && (!where || (tb.x === where.x && tb.y === where.y)), tb };
     });
     assert.ok(r.ok, `toolbar ${TB.w}x${TB.h}${where ? ` at ${where.x},${where.y}` : ''} expected, found ${JSON.stringify(r.tb)}`);
     return r.tb;
   }
 
   async function pressToolbarButton(name) {
-    const tb = await toolbar();
-    const [cx, cy] = probe.toolbar.buttons[name];
-    await h.clickAt(x.env, tb.x + cx, tb.y + cy);
+    const b = h.toolButton(probe, await toolbar(), name);
+    await h.clickAt(x.env, b.x, b.y);
+  }
+
+  // A capture where `region` is dragged out (from the corner `from`), then `act` runs and the
+  // capture must end with `expect`; returns the clipboard image, checked against the pattern.
+  async function session(t, region, act, { from, expect = 'image', env, want = region } = {}) {
+    const child = await h.startCapture(t, x, { env });
+    await select(region, from);
+    const final = (await act(child)) || want;
+    assert.deepEqual(await ended(child), [expect]);
+    return assertClipboardCrop(final, t.name);
   }
 
   await t.test('confirming a dragged region puts exactly that crop on the clipboard', async (t) => {
     const cases = [
       { name: 'drag down-right, Enter', region: span(640, 360, 1000, 620), from: 'topLeft', confirm: () => h.key(x.env, 'Return') },
       { name: 'drag up-left, keypad Enter', region: span(900, 500, 1300, 800), from: 'bottomRight', confirm: () => h.key(x.env, 'KP_Enter') },
-      {
-        name: 'drag up-right, double click inside',
-        region: span(500, 450, 800, 700),
-        from: 'bottomLeft',
-        confirm: async (r) => {
-          const c = centre(r);
-          await h.mousemove(x.env, c.x, c.y);
-          await h.xdotool(x.env, ['click', '--repeat', '2', '--delay', '80', '1']);
-        },
-      },
-      {
-        name: 'drag down-left, toolbar confirm button',
-        region: span(1200, 300, 1500, 520),
-        from: 'topRight',
-        confirm: () => pressToolbarButton('tool_confirm'),
-      },
+      { name: 'drag up-right, double click inside', region: span(500, 450, 800, 700), from: 'bottomLeft', confirm: (r) => h.doubleClickAt(x.env, centre(r).x, centre(r).y) },
+      { name: 'drag down-left, toolbar confirm button', region: span(1200, 300, 1500, 520), from: 'topRight', confirm: () => pressToolbarButton('tool_confirm') },
     ];
     for (const c of cases) {
-      await t.test(c.name, T, async () => {
-        const child = await startSession();
-        try {
-          await select(c.region, c.from);
+      await t.test(c.name, T, async (t) => {
+        await session(t, c.region, async (child) => {
           await c.confirm(c.region);
-          assert.deepEqual(await result(child), ['image']);
+          await child.waitForStderr('exitString "image"');
           await h.waitForOverlayGone(x.env);
-          await assertClipboardCrop(c.region, c.name);
-        } finally {
-          await child.kill();
-        }
+        }, { from: c.from });
       });
     }
 
-    await t.test('a double click before any region is chosen does not confirm', T, async () => {
-      const child = await startSession();
-      try {
-        await h.mousemove(x.env, 700, 500);
-        await h.xdotool(x.env, ['click', '--repeat', '2', '--delay', '80', '1']);
-        await h.sleep(600);
-        assert.equal((await h.visibleOverlays(x.env)).length, 1, 'the overlay must stay');
-        assert.equal(child.events('captured').length, 0, 'the capture must not have ended');
-        await h.key(x.env, 'Escape');
-        assert.deepEqual(await result(child), ['exit']);
-      } finally {
-        await child.kill();
-      }
+    await t.test('a double click before any region is chosen does not confirm', T, async (t) => {
+      const child = await h.startCapture(t, x);
+      await h.doubleClickAt(x.env, 700, 500);
+      await h.sleep(600);
+      assert.equal((await h.visibleOverlays(x.env)).length, 1, 'the overlay must stay');
+      assert.equal(child.events('captured').length, 0, 'the capture must not have ended');
+      await h.key(x.env, 'Escape');
+      assert.deepEqual(await ended(child), ['exit']);
     });
   });
 
@@ -206,17 +170,11 @@ test('region selection at 1920x1080', async (t) => {
       const from = handlePoint(base, c.handle);
       const to = c.to ? { x: c.to[0], y: c.to[1] } : { x: from.x + c.by[0], y: from.y + c.by[1] };
       const want = resized(base, c.handle, to);
-      await t.test(`${c.handle} handle ${c.flip || `by ${c.by.join(',')}`} → ${show(want)}`, T, async () => {
-        const child = await startSession();
-        try {
-          await select(base);
+      await t.test(`${c.handle} handle ${c.flip || `by ${c.by.join(',')}`} → ${show(want)}`, T, async (t) => {
+        await session(t, base, async () => {
           await h.drag(x.env, from.x, from.y, to.x, to.y);
           await h.key(x.env, 'Return');
-          assert.deepEqual(await result(child), ['image']);
-          await assertClipboardCrop(want, `${c.handle} handle`);
-        } finally {
-          await child.kill();
-        }
+        }, { want });
       });
     }
   });
@@ -231,13 +189,11 @@ test('region selection at 1920x1080', async (t) => {
       { name: 'then resized by the moved top-left handle', by: [100, 50], then: { handle: 'topLeft', by: [-30, -20] } },
     ];
     for (const c of cases) {
-      await t.test(c.name, T, async () => {
+      await t.test(c.name, T, async (t) => {
         const to = c.to ? { x: c.to[0], y: c.to[1] } : { x: grip.x + c.by[0], y: grip.y + c.by[1] };
-        let want = moved(base, to.x - grip.x, to.y - grip.y);
-        const child = await startSession();
-        try {
-          await select(base);
+        await session(t, base, async () => {
           await h.drag(x.env, grip.x, grip.y, to.x, to.y);
+          let want = moved(base, to.x - grip.x, to.y - grip.y);
           if (c.then) {
             const p = handlePoint(want, c.then.handle);
             const q = { x: p.x + c.then.by[0], y: p.y + c.then.by[1] };
@@ -245,127 +201,88 @@ test('region selection at 1920x1080', async (t) => {
             want = resized(want, c.then.handle, q);
           }
           await h.key(x.env, 'Return');
-          assert.deepEqual(await result(child), ['image']);
-          await assertClipboardCrop(want, c.name);
-        } finally {
-          await child.kill();
-        }
+          return want;
+        });
       });
     }
   });
 
   await t.test('save as from the toolbar', async (t) => {
-    // A private home whose download folder exists, so the dialog starts in ~/Downloads/temp.
-    function home() {
-      const root = fs.mkdtempSync(path.join(dir, 'home-'));
-      const start = path.join(root, 'Downloads', 'temp');
-      fs.mkdirSync(start, { recursive: true });
-      const env = { ...x.env, HOME: root, XDG_CONFIG_HOME: path.join(root, '.config') };
-      delete env.XDG_DOWNLOAD_DIR;
-      return { env, start };
-    }
     const region = span(520, 260, 860, 470);
-
-    await t.test('typing a file name and Return writes the clipboard image as PNG into ~/Downloads/temp', T, async () => {
-      const { env, start } = home();
-      const child = await startSession(env);
-      try {
-        await select(region);
+    // Each run gets a private home whose download folder exists, so the dialog starts in
+    // ~/Downloads/temp; `answer` deals with the dialog.
+    const saveAs = async (t, answer) => {
+      const home = fs.mkdtempSync(path.join(dir, 'home-'));
+      const start = path.join(home, 'Downloads', 'temp');
+      fs.mkdirSync(start, { recursive: true });
+      const env = { ...x.env, HOME: home, XDG_CONFIG_HOME: path.join(home, '.config') };
+      delete env.XDG_DOWNLOAD_DIR;
+      const clip = await session(t, region, async () => {
         await pressToolbarButton('tool_save');
-        const dialog = await h.waitForWindowNamed(x.env, '存储');
+        await answer(await h.waitForWindowNamed(x.env, '存储'));
+      }, { env, expect: 'save' });
+      return { start, clip };
+    };
+
+    await t.test('typing a file name and Return writes the clipboard image as PNG into ~/Downloads/temp', T, async (t) => {
+      const { start, clip } = await saveAs(t, async (dialog) => {
         const focused = async () => (await h.run('xdotool', ['getwindowfocus'], { env: x.env, encoding: 'utf8' })).trim() === dialog;
         assert.ok(await h.waitUntil(focused), 'the dialog must have the keyboard focus');
         await h.sleep(200); // and its file name field
         await h.type(x.env, 'region.png');
         await h.key(x.env, 'Return');
-        assert.deepEqual(await result(child), ['save']);
-        const file = path.join(start, 'region.png');
-        assert.ok(fs.existsSync(file), `expected ${file}; the folder holds ${fs.readdirSync(start)}`);
-        const saved = h.readPng(fs.readFileSync(file));
-        assert.equal(h.patternCropMismatch(saved, region), null, 'saved file');
-        const clip = await assertClipboardCrop(region, 'clipboard');
-        assert.ok(saved.data.equals(clip.data), 'the file and the clipboard hold the same image');
-      } finally {
-        await child.kill();
-      }
+      });
+      const file = path.join(start, 'region.png');
+      assert.ok(fs.existsSync(file), `expected ${file}; the folder holds ${fs.readdirSync(start)}`);
+      const saved = h.readPng(fs.readFileSync(file));
+      assert.equal(h.patternCropMismatch(saved, region), null, 'saved file');
+      assert.ok(saved.data.equals(clip.data), 'the file and the clipboard hold the same image');
     });
 
-    await t.test('Escape in the dialog still ends with "save" and leaves the image on the clipboard', T, async () => {
-      const { env, start } = home();
-      const child = await startSession(env);
-      try {
-        await select(region);
-        await pressToolbarButton('tool_save');
-        await h.waitForWindowNamed(x.env, '存储');
+    await t.test('Escape in the dialog still ends with "save" and leaves the image on the clipboard', T, async (t) => {
+      const { start } = await saveAs(t, async () => {
         await h.sleep(300);
         await h.key(x.env, 'Escape');
-        assert.deepEqual(await result(child), ['save']);
-        assert.deepEqual(fs.readdirSync(start), [], 'nothing may be written');
-        await assertClipboardCrop(region, 'clipboard after cancel');
-      } finally {
-        await child.kill();
-      }
+      });
+      assert.deepEqual(fs.readdirSync(start), [], 'nothing may be written');
     });
   });
 
   await t.test('toolbar placement', async (t) => {
-    // pos = the region's bottom-right corner; below it unless that is within toolbar height + 10
-    // of the screen bottom, then above the region, or inside it when there is no room above.
-    const GAP = 10;
-    const boundsTop = TB.h + GAP;
-    const boundsBottom = H - (TB.h + GAP) - 1;
-    function placement(r) {
-      const px = right(r);
-      const py = bottom(r);
-      const lx = px - TB.w < 0 ? 0 : px - TB.w;
-      if (py <= boundsBottom) return { x: lx, y: py + GAP };
-      if (py - r.h > boundsTop) return { x: lx, y: py - r.h - TB.h - GAP };
-      return { x: lx, y: py - TB.h - GAP };
-    }
-
+    // Below the region's bottom-right corner unless that is within toolbar height + 10 of the
+    // screen bottom, then above the region, or inside it when there is no room above.
+    const boundsBottom = H - (TB.h + 10) - 1;
+    const placement = (r) => h.toolPlacement(probe, r, W, H).selecting;
     // Each step changes the region (first drag, or a move by dragging inside it) and expects
     // the toolbar where the rule puts it, checked in a screenshot.
     const cases = [
-      { name: 'region in the middle: below, right-aligned to its corner', region: span(700, 300, 1100, 600) },
-      { name: 'narrow region at the left edge: at x = 0', region: span(20, 300, 220, 500) },
-      {
-        name: 'region touching the bottom: above the region, also after pushing it down',
-        region: span(800, 800, 1200, H - 1),
-        moves: [[0, 120]],
-      },
-      {
-        name: 'bottom edge at the threshold: below; one pixel lower: above',
-        region: span(1000, boundsBottom - 400, 1300, boundsBottom),
-        moves: [[0, 1]],
-      },
-      { name: 'tall region with no room above: inside it', region: span(1000, 40, 1400, 1060) },
+      { name: 'region in the middle: below, right-aligned to its corner', region: span(700, 300, 1100, 600), at: { x: 1100 - TB.w, y: 610 } },
+      { name: 'narrow region at the left edge: at x = 0', region: span(20, 300, 220, 500), at: { x: 0, y: 510 } },
+      { name: 'region touching the bottom: above the region, also after pushing it down', region: span(800, 800, 1200, H - 1), moves: [[0, 120]], at: { x: 1200 - TB.w, y: 800 - TB.h - 10 } },
+      { name: 'bottom edge at the threshold: below; one pixel lower: above', region: span(1000, boundsBottom - 400, 1300, boundsBottom), moves: [[0, 1]] },
+      { name: 'tall region with no room above: inside it', region: span(1000, 40, 1400, 1060), at: { x: 1400 - TB.w, y: 1060 - TB.h - 10 } },
     ];
     for (const c of cases) {
-      await t.test(c.name, T, async () => {
-        const child = await startSession();
-        try {
-          let r = c.region;
-          await select(r);
-          const seen = [];
-          const want = placement(r);
-          seen.push(await toolbar(want));
-          for (const [dx, dy] of c.moves || []) {
-            const g = centre(r);
-            await h.drag(x.env, g.x, g.y, g.x + dx, g.y + dy);
-            r = moved(r, dx, dy);
-            seen.push(await toolbar(placement(r)));
-          }
-          if (c.moves) assert.notDeepEqual(seen[0], seen[seen.length - 1], 'the toolbar must have moved with the region');
-          await h.key(x.env, 'Escape');
-          assert.deepEqual(await result(child), ['exit']);
-        } finally {
-          await child.kill();
+      await t.test(c.name, T, async (t) => {
+        const child = await h.startCapture(t, x);
+        let r = c.region;
+        await select(r);
+        if (c.at) assert.deepEqual(placement(r), c.at, 'the rule itself');
+        const seen = [await toolbar(placement(r))];
+        for (const [dx, dy] of c.moves || []) {
+          const g = centre(r);
+          await h.drag(x.env, g.x, g.y, g.x + dx, g.y + dy);
+          r = moved(r, dx, dy);
+          seen.push(await toolbar(placement(r)));
         }
+        if (c.moves) assert.notDeepEqual(seen[0], seen[seen.length - 1], 'the toolbar must have moved with the region');
+        await h.key(x.env, 'Escape');
+        assert.deepEqual(await ended(child), ['exit']);
       });
     }
   });
 
-  await t.test('the magnifier follows the cursor and shows the pixel under it', async (t) => {
+  await t.test('while a region is dragged out, the magnifier sits beside the cursor and shows the pixel under it', T, async (t) => {
     // Sizes used for placement: width int(100·s + 10), height int(145·s). The panel's left edge
     // must stay 10 px inside the scene's left edge and its bottom inside the scene.
     const PW = Math.trunc(100 * s + 10);
@@ -381,150 +298,85 @@ test('region selection at 1920x1080', async (t) => {
       let gy = cursor.y + 10;
       if (gx < SCENE.x + 10) gx += PW + 10;
       if (gy > bottom(SCENE) - PH) gy -= PH + 10;
-      const atRightCorner = r && r.w > 0 && r.h > 0 && cursor.x === right(r) && (cursor.y === bottom(r) || cursor.y === r.y);
+      const atRightCorner = r.w > 0 && r.h > 0 && cursor.x === right(r) && (cursor.y === bottom(r) || cursor.y === r.y);
       if (atRightCorner && cursor.x < right(SCENE) - PW) gx = cursor.x + 10;
       return { x: gx, y: gy };
     }
 
-    // Finds the panel at `want` and checks that the middle of its enlarged piece (the piece's
-    // pixel (15, 15), beside the cross-hair) shows the pattern colour of screen pixel `shows`.
-    async function assertPanel(want, shows, label) {
+    const press = { x: 1000, y: 300 };
+    // Cursor positions in one drag; each gets a screenshot with the button still down.
+    const stops = [
+      { at: [800, 500], label: 'left-below the cursor' },
+      { at: [100, 500], label: 'flipped right near the left edge' },
+      { at: [100, 1000], label: 'flipped right and above near the bottom-left corner' },
+      { at: [800, 1000], label: 'above near the bottom' },
+      { at: [1400, 700], label: "right of the cursor at the region's bottom-right corner" },
+      { at: [1400, 200], label: "right of the cursor at the region's top-right corner" },
+      { at: [1850, 500], label: 'left again when there is no room on the right' },
+    ];
+    const child = await h.startCapture(t, x, { env });
+    await h.mousemove(x.env, press.x, press.y);
+    await h.mousedown(x.env);
+    let last = press;
+    for (const stop of stops) {
+      const to = { x: stop.at[0], y: stop.at[1] };
+      for (let i = 1; i <= 4; i++) {
+        await h.xdotool(x.env, ['mousemove', Math.round(last.x + ((to.x - last.x) * i) / 4), Math.round(last.y + ((to.y - last.y) * i) / 4)], { settle: 20 });
+      }
+      last = to;
+      // The panel at its place, and the middle of its enlarged piece (the piece's pixel
+      // (15, 15), beside the cross-hair) in the pattern colour of the pixel under the cursor.
+      const want = panelAt(to, span(press.x, press.y, to.x, to.y));
       const r = await h.shotUntil(x.env, (shot) => {
         const m = h.findMagnifier(shot);
         return { ok: !!m && Math.abs(m.x - want.x) <= 1 && Math.abs(m.y - want.y) <= 1, m };
       });
-      assert.ok(r.ok, `${label}: panel expected at ${want.x},${want.y}, found ${JSON.stringify(r.m)}`);
-      assert.ok(Math.abs(r.m.w - panelW) <= 2, `${label}: panel width ${r.m.w}, want about ${panelW}`);
+      assert.ok(r.ok, `${stop.label}: panel expected at ${want.x},${want.y}, found ${JSON.stringify(r.m)}`);
+      assert.ok(Math.abs(r.m.w - panelW) <= 2, `${stop.label}: panel width ${r.m.w}, want about ${panelW}`);
       const px0 = r.m.x + Math.floor((15.6 * Math.trunc(panelW)) / 30);
       const py0 = r.m.y + Math.floor((15.6 * imageH) / 30);
       for (const [dx, dy] of [[0, 0], [1, 0], [0, 1], [1, 1]]) {
         const got = h.patternPosition(h.pixelAt(r.shot, px0 + dx, py0 + dy));
-        assert.ok(
-          Math.abs(got.x - shows.x) <= 1 && Math.abs(got.y - shows.y) <= 1,
-          `${label}: the piece at ${px0 + dx},${py0 + dy} shows the pattern of ${got.x},${got.y}, want ${shows.x},${shows.y}`,
-        );
+        assert.ok(Math.abs(got.x - to.x) <= 1 && Math.abs(got.y - to.y) <= 1, `${stop.label}: the piece at ${px0 + dx},${py0 + dy} shows the pattern of ${got.x},${got.y}`);
       }
     }
-
-    await t.test('while dragging out a region: left-below, flipped near the left and bottom edges, right of a right corner', T, async () => {
-      const press = { x: 1000, y: 300 };
-      // Cursor positions in one drag; each gets a screenshot with the button still down.
-      const stops = [
-        { at: [800, 500], label: 'left-below the cursor' },
-        { at: [100, 500], label: 'flipped right near the left edge' },
-        { at: [100, 1000], label: 'flipped right and above near the bottom-left corner' },
-        { at: [800, 1000], label: 'above near the bottom' },
-        { at: [1400, 700], label: 'right of the cursor at the region\'s bottom-right corner' },
-        { at: [1400, 200], label: 'right of the cursor at the region\'s top-right corner' },
-        { at: [1850, 500], label: 'left again when there is no room on the right' },
-      ];
-      const child = await startSession(env);
-      try {
-        await h.mousemove(x.env, press.x, press.y);
-        await h.mousedown(x.env);
-        let last = press;
-        for (const stop of stops) {
-          const to = { x: stop.at[0], y: stop.at[1] };
-          for (let i = 1; i <= 4; i++) {
-            await h.xdotool(x.env, ['mousemove', Math.round(last.x + ((to.x - last.x) * i) / 4), Math.round(last.y + ((to.y - last.y) * i) / 4)], { settle: 20 });
-          }
-          last = to;
-          await assertPanel(panelAt(to, span(press.x, press.y, to.x, to.y)), to, stop.label);
-        }
-        await h.mouseup(x.env);
-        // Released: the magnifier goes away.
-        const gone = await h.shotUntil(x.env, (shot) => ({ ok: h.findMagnifier(shot) === null }));
-        assert.ok(gone.ok, 'the magnifier must hide on release');
-        await h.key(x.env, 'Escape');
-        assert.deepEqual(await result(child), ['exit']);
-      } finally {
-        await child.kill();
-      }
-    });
-
-    await t.test('while a handle is dragged it follows the handle', T, async () => {
-      const base = span(700, 400, 1100, 700);
-      const child = await startSession(env);
-      try {
-        await select(base);
-        // Top-left handle: the panel sits left-below the handle and shows the region's first pixel.
-        const tl = handlePoint(base, 'topLeft');
-        const tlTo = { x: tl.x - 40, y: tl.y - 30 };
-        await h.mousemove(x.env, tl.x, tl.y);
-        await h.mousedown(x.env);
-        await h.mousemove(x.env, tl.x - 20, tl.y - 15);
-        await h.mousemove(x.env, tlTo.x, tlTo.y);
-        const r = resized(base, 'topLeft', tlTo);
-        await assertPanel(panelAt(tlTo, r), tlTo, 'top-left handle');
-        await h.mouseup(x.env);
-        // Bottom-right handle: the panel sits right of the corner and shows the region's last pixel.
-        const br = handlePoint(r, 'bottomRight');
-        const brTo = { x: br.x + 50, y: br.y + 40 };
-        await h.mousemove(x.env, br.x, br.y);
-        await h.mousedown(x.env);
-        await h.mousemove(x.env, br.x + 25, br.y + 20);
-        await h.mousemove(x.env, brTo.x, brTo.y);
-        const r2 = resized(r, 'bottomRight', brTo);
-        await assertPanel(panelAt(brTo, r2), { x: right(r2) - 1, y: bottom(r2) - 1 }, 'bottom-right handle');
-        await h.mouseup(x.env);
-        await h.key(x.env, 'Return');
-        assert.deepEqual(await result(child), ['image']);
-        await assertClipboardCrop(r2, 'after both handles');
-      } finally {
-        await child.kill();
-      }
-    });
+    await h.mouseup(x.env);
+    const gone = await h.shotUntil(x.env, (shot) => ({ ok: h.findMagnifier(shot) === null }));
+    assert.ok(gone.ok, 'the magnifier must hide on release');
+    await h.key(x.env, 'Escape');
+    assert.deepEqual(await ended(child), ['exit']);
   });
 });
 
-test('QT_SCALE_FACTOR=2: the clipboard holds the region at device pixels', T, async () => {
-  const DW = 2560;
-  const DH = 1600;
-  const F = 2;
-  const x = await h.startXvfb({ width: DW, height: DH });
-  const dir = fs.mkdtempSync(path.join(os.tmpdir(), 'sc-selection-hidpi-'));
-  let child;
-  try {
-    const pattern = path.join(dir, 'pattern.png');
-    h.makePattern(DW, DH, pattern);
-    await h.setRootPattern(x.env, pattern);
-    const env = { ...x.env, QT_SCALE_FACTOR: String(F) };
-    const probe = await h.layoutProbe(env); // logical sizes: the logical screen is 1280 × 800
-    assert.equal(probe.scale, 1);
+test('QT_SCALE_FACTOR=2: the clipboard holds the region at device pixels', T, async (t) => {
+  const [DW, DH, F] = [2560, 1600, 2];
+  const x = await h.desktop(t, DW, DH, h.makePatternImage(DW, DH));
+  const env = { ...x.env, QT_SCALE_FACTOR: String(F) };
+  const probe = await h.layoutProbe(env); // logical sizes: the logical screen is 1280 × 800
+  assert.equal(probe.scale, 1);
+  const child = await h.startCapture(t, x, { env });
 
-    await h.mousemove(x.env, DW - 1, DH - 1);
-    child = h.spawnCapture(env);
-    await h.waitForOverlay(x.env, { child });
-    await h.sleep(150);
+  // xdotool works in device pixels; even positions are whole logical pixels.
+  const logical = span(301, 201, 501, 351);
+  await h.drag(x.env, logical.x * F, logical.y * F, right(logical) * F, bottom(logical) * F);
 
-    // xdotool works in device pixels; even positions are whole logical pixels.
-    const logical = span(301, 201, 501, 351);
-    const dev = (r) => ({ x: r.x * F, y: r.y * F, w: r.w * F, h: r.h * F });
-    await h.drag(x.env, logical.x * F, logical.y * F, right(logical) * F, bottom(logical) * F);
+  // The toolbar is placed by the logical rule and drawn at twice the size.
+  const tbWant = { x: (right(logical) - probe.toolbar.size.w) * F, y: (bottom(logical) + 10) * F };
+  const tb = await h.shotUntil(x.env, (shot) => {
+    const b = h.findToolbar(shot, { border: F });
+    return { ok: !!b && b.x === tbWant.x && b.y === tbWant.y, b };
+  });
+  assert.ok(tb.ok, `toolbar expected at ${tbWant.x},${tbWant.y}, found ${JSON.stringify(tb.b)}`);
+  assert.deepEqual([tb.b.w, tb.b.h], [probe.toolbar.size.w * F, probe.toolbar.size.h * F]);
 
-    // The toolbar is placed by the logical rule and drawn at twice the size.
-    const tbWant = { x: (right(logical) - probe.toolbar.size.w) * F, y: (bottom(logical) + 10) * F };
-    const tb = await h.shotUntil(x.env, (shot) => {
-      const b = h.findToolbar(shot, { border: F });
-      return { ok: !!b && b.x === tbWant.x && b.y === tbWant.y, b };
-    });
-    assert.ok(tb.ok, `toolbar expected at ${tbWant.x},${tbWant.y}, found ${JSON.stringify(tb.b)}`);
-    assert.deepEqual([tb.b.w, tb.b.h], [probe.toolbar.size.w * F, probe.toolbar.size.h * F]);
-
-    // Then the bottom-right handle, dragged by a whole number of logical pixels.
-    const to = { x: right(logical) + 60, y: bottom(logical) + 40 };
-    await h.drag(x.env, right(logical) * F, bottom(logical) * F, to.x * F, to.y * F);
-    const final = resized(logical, 'bottomRight', to);
-    await h.key(x.env, 'Return');
-    const r = await child.waitFor((l) => l.op === 'captured', { what: 'the capture to end', timeout: 15000 });
-    assert.deepEqual(r.calls.map((c) => c.args[0]), ['image']);
-    const img = h.readPng(await h.readClipboard(x.env, 'image/png'));
-    const want = dev(final);
-    assert.deepEqual([img.width, img.height], [final.w * F, final.h * F], 'twice the logical size');
-    assert.equal(h.patternCropMismatch(img, want), null, `clipboard should be the device-pixel crop ${show(want)}`);
-  } finally {
-    if (child) await child.kill();
-    await x.stop();
-    fs.rmSync(dir, { recursive: true, force: true });
-  }
+  // Then the bottom-right handle, dragged by a whole number of logical pixels.
+  const to = { x: right(logical) + 60, y: bottom(logical) + 40 };
+  await h.drag(x.env, right(logical) * F, bottom(logical) * F, to.x * F, to.y * F);
+  const final = resized(logical, 'bottomRight', to);
+  await h.key(x.env, 'Return');
+  assert.deepEqual((await child.result()).calls.map((c) => c.args[0]), ['image']);
+  const img = h.readPng(await h.readClipboard(x.env, 'image/png'));
+  const want = { x: final.x * F, y: final.y * F, w: final.w * F, h: final.h * F };
+  assert.deepEqual([img.width, img.height], [final.w * F, final.h * F], 'twice the logical size');
+  assert.equal(h.patternCropMismatch(img, want), null, `clipboard should be the device-pixel crop ${show(want)}`);
 });
