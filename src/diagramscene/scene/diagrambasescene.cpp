@@ -5,7 +5,6 @@
 #include "screenshotgraphicsitem.h"
 #include "stylemanager.h"
 
-#include <QCursor>
 #include <QGraphicsSceneMouseEvent>
 #include <QGraphicsView>
 #include <QPainterPath>
@@ -131,10 +130,9 @@ void DiagramBaseScene::mouseReleaseEvent(QGraphicsSceneMouseEvent* event) {
     if (selectStatus_ == 0 && mouseStatus_ == 1) {
         mouseStatus_ = 3;
         const QRectF r = screenShotItem_->getRect();
-        if (r.width() <= 0 || r.height() <= 0) {
-            QCursor::pos();
+        // A click without a drag takes the hover region.
+        if (r.width() <= 0 || r.height() <= 0)
             captureScreentPixmapPress();
-        }
         showToolWidget();
         if (window_)
             window_->showPaintView();
