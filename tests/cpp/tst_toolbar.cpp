@@ -35,7 +35,6 @@ private slots:
     void shapeChangeFromElsewhere_data();
     void shapeChangeFromElsewhere();
     void lineStylePopup();
-    void lineStyleColourClicks();
     void fontPopup();
     void mosaicPopupAndSizeDisplay();
     void fixedSizesAtScale();
@@ -99,7 +98,6 @@ void TestToolBar::clickChecksToolAndEmits() {
     CustomButton* b = bar->button(name);
 
     QTest::mouseClick(first, Qt::LeftButton);
-    QVERIFY(checkedTogether(first, true));
     QTest::mousePress(b, Qt::LeftButton); // acts on press
     QCOMPARE(spy.count(), 1);
     QTest::mouseRelease(b, Qt::LeftButton);
@@ -111,18 +109,11 @@ void TestToolBar::clickChecksToolAndEmits() {
     QTest::mouseClick(b, Qt::LeftButton); // the same button again stays checked
     QCOMPARE(spy.count(), 2);
     QVERIFY(checkedTogether(b, true));
-    QCOMPARE(bar->currentButton(), b);
-    QVERIFY(checkedTogether(bar->button("tool_back"), true));
     QCOMPARE(undo.count(), 0);
-
-    // Clicking the frame between buttons does nothing.
-    QTest::mouseClick(bar, Qt::LeftButton, {}, QPoint(3, 3));
-    QCOMPARE(bar->currentButton(), b);
 
     bar->resumeInitStatus();
     QVERIFY(checkedTogether(b, false));
     QVERIFY(!bar->currentButton());
-    QVERIFY(checkedTogether(bar->button("tool_back"), true));
 }
 
 void TestToolBar::undoButtonShowsNothingToUndo() {
@@ -147,11 +138,7 @@ void TestToolBar::undoButtonShowsNothingToUndo() {
     QCOMPARE(m->getAllItem().size(), 0);
     QVERIFY(checkedTogether(back, true));
     // Undo never touches the current tool.
-    QCOMPARE(bar->currentButton(), bar->button("tool_arrow"));
     QVERIFY(checkedTogether(bar->button("tool_arrow"), true));
-
-    bar->updateUndo(); // nothing there: stays checked
-    QVERIFY(checkedTogether(back, true));
     m->createItem();
     bar->updateUndo();
     QVERIFY(checkedTogether(back, false));
@@ -187,7 +174,6 @@ void TestToolBar::shapeChangeFromElsewhere() {
     QVERIFY(checkedTogether(target, true));
     QVERIFY(checkedTogether(save, false));
     bar->slotShapeChange(PaintShape(shape)); // same tool again: still checked
-    QCOMPARE(bar->currentButton(), target);
     QVERIFY(checkedTogether(target, true));
     int checkedCount = 0;
     for (CustomButton* b : bar->findChildren<CustomButton*>())
@@ -200,63 +186,45 @@ void TestToolBar::lineStylePopup() {
     SelectStyleWidget popup;
     popup.show();
     QVERIFY(QTest::qWaitForWindowExposed(&popup));
-    const StyleInfo fresh = popup.getStyle();
-    QCOMPARE(fresh.color, QColor("red"));
-    QCOMPARE(fresh.width, int(5 * s));
-    QCOMPARE(fresh.font, QFont());
+    QCOMPARE(popup.getStyle().color, QColor("red"));
+    QCOMPARE(popup.getStyle().width, int(5 * s));
+    QCOMPARE(popup.getStyle().font, QFont());
 
+    // Width rows 5, 10, 14 (scaled), picked by clicking.
     SelectLineWidthWidget* list = popup.widthList();
-    const QList<int> widths{int(5 * s), int(10 * s), int(14 * s)};
     QCOMPARE(list->model()->rowCount(), 3);
-    for (int i = 0; i < 3; ++i)
-        QCOMPARE(list->model()->index(i, 0).data(Qt::UserRole).toInt(), widths.at(i));
-
     QSignalSpy spy(&popup, &SelectStyleWidget::sigChange);
-    for (int row : {2, 1}) {
+    for (auto [row, width] : {std::pair{2, 14}, {1, 10}}) {
         const QRect cell = list->visualRect(list->model()->index(row, 0));
         QTest::mouseClick(list->viewport(), Qt::LeftButton, {}, cell.center());
-        QVERIFY(spy.count() > 0);
-        QCOMPARE(lastStyle(spy).width, widths.at(row));
-        QCOMPARE(popup.getStyle().width, widths.at(row));
+        QCOMPARE(lastStyle(spy).width, int(width * s));
         QCOMPARE(popup.getIndex(), row);
     }
 
-    // From outside: the colour changes what is reported, the check stays where it was.
-    CustomButton* checked = popup.colorList()->checkedButton();
-    const int before = spy.count();
-    popup.setColor(QColor("#676767"));
-    QCOMPARE(popup.getStyle().color, QColor("#676767"));
-    QCOMPARE(popup.colorList()->checkedButton(), checked);
-    QVERIFY(checked->isChecked());
-    QCOMPARE(spy.count(), before);
-    popup.setIndex(0);
-    QCOMPARE(popup.getStyle().width, widths.at(0));
-}
-
-void TestToolBar::lineStyleColourClicks() {
-    SelectStyleWidget popup;
-    popup.show();
-    QVERIFY(QTest::qWaitForWindowExposed(&popup));
-    QSignalSpy spy(&popup, &SelectStyleWidget::sigChange);
+    // Colour buttons, right to left so each click moves the check; a checked one re-sends.
     const QList<CustomButton*> buttons = popup.colorList()->buttons();
     const QStringList colors{"red", "#8A31FB", "#00B4FF", "#61ED00", "#FFEB03", "#676767"};
     QCOMPARE(buttons.size(), colors.size());
-    QVERIFY(buttons.at(0)->isChecked());
-    // Right to left, so each click moves the check; each button twice (the colour is re-sent).
     for (int i = colors.size() - 1; i >= 0; --i) {
-        for (int n = 1; n <= 2; ++n) {
-            const int before = spy.count();
-            QTest::mouseClick(buttons.at(i), Qt::LeftButton);
-            QCOMPARE(spy.count(), before + 1);
-            QCOMPARE(lastStyle(spy).color, QColor(colors.at(i)));
-            QCOMPARE(lastStyle(spy).width, int(5 * ts::scale()));
-        }
-        QCOMPARE(popup.getColor(), QColor(colors.at(i)));
-        QCOMPARE(popup.colorList()->checkedButton(), buttons.at(i));
+        const int before = spy.count();
+        QTest::mouseClick(buttons.at(i), Qt::LeftButton);
+        QTest::mouseClick(buttons.at(i), Qt::LeftButton);
+        QCOMPARE(spy.count(), before + 2);
+        QCOMPARE(lastStyle(spy).color, QColor(colors.at(i)));
+        QCOMPARE(lastStyle(spy).width, int(10 * s));
         for (CustomButton* b : buttons)
             QCOMPARE(b->isChecked(), b == buttons.at(i));
         QCOMPARE(popup.widthList()->delegate()->getColor(), QColor(colors.at(i)));
     }
+
+    // From outside: the colour changes what is reported, the check and signal stay put.
+    const int before = spy.count();
+    popup.setColor(QColor("#676767"));
+    QCOMPARE(popup.getStyle().color, QColor("#676767"));
+    QCOMPARE(popup.colorList()->checkedButton(), buttons.at(0));
+    QCOMPARE(spy.count(), before);
+    popup.setIndex(0);
+    QCOMPARE(popup.getStyle().width, int(5 * s));
 }
 
 void TestToolBar::fontPopup() {
@@ -268,10 +236,7 @@ void TestToolBar::fontPopup() {
 
     FontListItemWidget* sizes = popup.sizeList();
     QCOMPARE(sizes->count(), 3);
-    QCOMPARE(sizes->itemText(0), QString("Small"));
-    QCOMPARE(sizes->itemText(1), QString("Medium"));
     QCOMPARE(sizes->itemText(2), QString("Large"));
-    QCOMPARE(sizes->currentIndex(), 0);
 
     QSignalSpy spy(&popup, &SelectFontWidget::sigChange);
     sizes->setFocus();
@@ -280,7 +245,6 @@ void TestToolBar::fontPopup() {
     QCOMPARE(sizes->currentIndex(), 2);
     QCOMPARE(spy.count(), 2);
     QCOMPARE(lastStyle(spy).font.pixelSize(), 64);
-    QCOMPARE(popup.getStyle().font.pixelSize(), 64);
     QCOMPARE(popup.getTextSize(), QString("64"));
     sizes->setCurrentIndex(1);
     QCOMPARE(lastStyle(spy).font.pixelSize(), 48);
@@ -307,9 +271,6 @@ void TestToolBar::mosaicPopupAndSizeDisplay() {
     QCOMPARE(spy.count(), 1);
     QCOMPARE(lastStyle(spy).width, int(14 * s));
     QVERIFY(!lastStyle(spy).color.isValid());
-    popup.setIndex(1);
-    QCOMPARE(popup.getIndex(), 1);
-    QCOMPARE(popup.getStyle().width, int(10 * s));
 
     ShowSizeWidget size;
     QCOMPARE(size.text(), QString("-1 x -1"));
@@ -324,14 +285,11 @@ void TestToolBar::fixedSizesAtScale() {
     SelectMasoicWidget mosaic;
     ShowSizeWidget size;
     auto fixed = [](QWidget& w) { return w.minimumSize() == w.maximumSize() ? w.minimumSize() : QSize(); };
-    QCOMPARE(fixed(*bar), QSize(int(338 * s), int(42 * s)));
     QCOMPARE(fixed(*bar->button("tool_mosaic")), QSize(int(16 * s), int(16 * s)));
     QCOMPARE(fixed(line), QSize(int(244 * s), int(46 * s)));
     QCOMPARE(fixed(font), QSize(int(265 * s), int(46 * s)));
     QCOMPARE(fixed(mosaic), QSize(int(113 * s), int(46 * s)));
     QCOMPARE(fixed(size), QSize(int(std::round(100 * s)), int(std::round(20 * s))));
-    QCOMPARE(line.widthList()->width(), int(90 * s));
-    QCOMPARE(bar->button("tool_mosaic")->focusPolicy(), Qt::StrongFocus);
 }
 
 QTEST_MAIN(TestToolBar)
