@@ -30,19 +30,6 @@ QImage referencePixelate(QImage const& in, int b) {
     return out;
 }
 
-void compareImages(QImage const& actual, QImage const& expected) {
-    QCOMPARE(actual.size(), expected.size());
-    QCOMPARE(actual.format(), expected.format());
-    for (int y = 0; y < expected.height(); ++y)
-        for (int x = 0; x < expected.width(); ++x)
-            if (actual.pixel(x, y) != expected.pixel(x, y))
-                QFAIL(qPrintable(QString("pixel (%1,%2): %3 != %4")
-                                     .arg(x)
-                                     .arg(y)
-                                     .arg(actual.pixel(x, y), 8, 16)
-                                     .arg(expected.pixel(x, y), 8, 16)));
-}
-
 } // namespace
 
 class TestMosaic : public QObject {
@@ -82,8 +69,8 @@ void TestMosaic::pixelateMatchesReference() {
     const QImage src = ts::randomImage(size.width(), size.height(), QImage::Format(format),
                                        quint32(size.width() * 131 + size.height() * 7 + block));
     const QImage expected = referencePixelate(src, block);
-    compareImages(MosaicGraphicsItem::pixelate(src, block), expected);
-    compareImages(MosaicGraphicsItem::pixelatePerPixel(src, block), expected);
+    QCOMPARE(MosaicGraphicsItem::pixelate(src, block), expected);
+    QCOMPARE(MosaicGraphicsItem::pixelatePerPixel(src, block), expected);
 }
 
 void TestMosaic::alphaRidesInTheRedSum() {
@@ -115,7 +102,7 @@ void TestMosaic::setImageScalesToSceneAndPixelates() {
     const QImage src = ts::randomImage(90, 50, QImage::Format_RGB32, 11);
     item->setImage(src);
     const QImage scaled = src.scaled(42, 26, Qt::IgnoreAspectRatio, Qt::FastTransformation);
-    compareImages(item->pixelatedImage(), referencePixelate(scaled, b));
+    QCOMPARE(item->pixelatedImage(), referencePixelate(scaled, b));
     scene.removeItem(item);
     delete item;
 }
