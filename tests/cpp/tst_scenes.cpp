@@ -9,7 +9,6 @@
 #include "paintramscene.h"
 #include "randomlinegraphicsitem.h"
 #include "rectanglegraphicsitem.h"
-#include "screenshotgraphicsitem.h"
 #include "screentoolframe.h"
 
 class TestScenes : public QObject {
@@ -153,11 +152,6 @@ void TestScenes::dragCreatesOnFirstMove() {
     QCOMPARE(m->getAllItem().size(), 2);
     QCOMPARE(m->getCurrentItem(), m->getLastItem());
     QVERIFY(m->getLastItem() != item);
-    if (shape != PaintShapesPen)
-        QCOMPARE(int(shape == PaintShapesArrow
-                         ? static_cast<ArrowGraphicItem*>(item)->getItemPaintStatus()
-                         : static_cast<ShapeBaseGraphicsItem*>(item)->getItemPaintStatus()),
-                 int(PaintStatusFinished));
 }
 
 void TestScenes::pressOnFinishedItemMakesItCurrentAndRaises() {
@@ -226,7 +220,6 @@ void TestScenes::textToolClickCreatesEditableText() {
     QCOMPARE(text->pos(), at);
     QCOMPARE(text->getItemPaintStatus(), PaintStatusEditing);
     QCOMPARE(text->textInteractionFlags(), Qt::TextEditorInteraction);
-    QVERIFY(text->toPlainText().isEmpty());
     QVERIFY(m->textFlag);
 
     // Choosing a tool ends the editing.

@@ -10,7 +10,6 @@
 #include "screentoolframe.h"
 #include "colorlistitemwidget.h"
 #include "selectfontwidget.h"
-#include "selectstylewidget.h"
 
 namespace {
 
@@ -53,7 +52,7 @@ private slots:
     void undoDeletesNewestFirst();
     void choosingToolFinishesCurrent();
     void styleChangeReachesCurrentItemOnly();
-    void showAndSetCurrentItemPlacePopups();
+    void setCurrentItemSignalsAndPlacesPopup();
 };
 
 void TestStyleManager::singleInstanceAndRecreation() {
@@ -113,21 +112,16 @@ void TestStyleManager::createItemPerTool_data() {
     QTest::addColumn<QColor>("color");
     QTest::addColumn<int>("width");
     QTest::addColumn<int>("pixelSize");
-    const int w = int(5 * ts::scale());
-    const int noFont = QFont().pixelSize();
-    const QColor red("red");
-    QTest::newRow("ellipse") << int(PaintShapesCircle) << QByteArray(typeid(CircleGraphicsItem).name())
-                             << red << w << noFont;
-    QTest::newRow("rectangle") << int(PaintShapesRectangle)
-                               << QByteArray(typeid(RectangleGraphicsItem).name()) << red << w << noFont;
-    QTest::newRow("pen") << int(PaintShapesPen) << QByteArray(typeid(RandomLineGraphicsItem).name())
-                         << red << w << noFont;
-    QTest::newRow("arrow") << int(PaintShapesArrow) << QByteArray(typeid(ArrowGraphicItem).name())
-                           << red << w << noFont;
-    QTest::newRow("mosaic") << int(PaintShapesMosaic) << QByteArray(typeid(MosaicGraphicsItem).name())
-                            << QColor() << w << noFont;
-    QTest::newRow("text") << int(PaintShapesText) << QByteArray(typeid(DiagramTextItem).name())
-                          << red << -1 << 24;
+    const int w = int(5 * ts::scale()), noFont = QFont().pixelSize();
+    auto row = [](const char* name, PaintShape shape, std::type_info const& type) -> QTestData& {
+        return QTest::newRow(name) << int(shape) << QByteArray(type.name());
+    };
+    row("ellipse", PaintShapesCircle, typeid(CircleGraphicsItem)) << QColor("red") << w << noFont;
+    row("rectangle", PaintShapesRectangle, typeid(RectangleGraphicsItem)) << QColor("red") << w << noFont;
+    row("pen", PaintShapesPen, typeid(RandomLineGraphicsItem)) << QColor("red") << w << noFont;
+    row("arrow", PaintShapesArrow, typeid(ArrowGraphicItem)) << QColor("red") << w << noFont;
+    row("mosaic", PaintShapesMosaic, typeid(MosaicGraphicsItem)) << QColor() << w << noFont;
+    row("text", PaintShapesText, typeid(DiagramTextItem)) << QColor("red") << -1 << 24;
 }
 
 void TestStyleManager::createItemPerTool() {
@@ -245,17 +239,9 @@ void TestStyleManager::styleChangeReachesCurrentItemOnly() {
     QCOMPARE(m->getGraphicItemStyleInfo(b)->color, QColor("#00B4FF"));
 }
 
-void TestStyleManager::showAndSetCurrentItemPlacePopups() {
+void TestStyleManager::setCurrentItemSignalsAndPlacesPopup() {
+    // Selecting an item signals its tool and shows that popup, alone, at the last shown place.
     StyleManager* m = StyleManager::instance();
-    for (auto [at, shape] : {std::pair{QPoint(123, 456), PaintShapesArrow}, {QPoint(7, 9), PaintShapesText}}) {
-        m->show(at, shape);
-        QCOMPARE(int(m->getCurrentDrawingShape()), int(shape));
-        QCOMPARE(m->getPopup(shape)->pos(), at);
-        for (QWidget* w : m->getAllWidget())
-            QCOMPARE(w->isVisible(), w == m->getPopup(shape));
-    }
-
-    // Selecting an item signals its tool and shows that popup at the last shown place.
     QGraphicsItem* c = make(PaintShapesCircle);
     make(PaintShapesRectangle);
     m->show(QPoint(300, 200), PaintShapesRectangle);
@@ -265,9 +251,9 @@ void TestStyleManager::showAndSetCurrentItemPlacePopups() {
     QCOMPARE(spy.at(0).at(0).value<PaintShape>(), PaintShapesCircle);
     QCOMPARE(m->getCurrentItem(), c);
     QCOMPARE(int(m->getCurrentDrawingShape()), int(PaintShapesCircle));
-    QVERIFY(m->getPopup(PaintShapesCircle)->isVisible());
     QCOMPARE(m->getPopup(PaintShapesCircle)->pos(), QPoint(300, 200));
-    QVERIFY(!m->getPopup(PaintShapesRectangle)->isVisible());
+    for (QWidget* w : m->getAllWidget())
+        QCOMPARE(w->isVisible(), w == m->getPopup(PaintShapesCircle));
 
     m->setCurrentItem(nullptr);
     QCOMPARE(spy.count(), 1);

@@ -32,7 +32,6 @@ private slots:
     void clickChecksToolAndEmits_data();
     void clickChecksToolAndEmits();
     void undoButtonShowsNothingToUndo();
-    void shapeChangeFromElsewhere_data();
     void shapeChangeFromElsewhere();
     void lineStylePopup();
     void fontPopup();
@@ -62,14 +61,10 @@ void TestToolBar::buttonsInLayoutOrder() {
                                "tool_cancel", "tool_confirm"};
     QLayout* layout = bar->layout();
     QCOMPARE(layout->count(), 10);
-    int lastX = -1;
     for (int i = 0; i < 10; ++i) {
         QWidget* w = layout->itemAt(i)->widget();
         QCOMPARE(w->objectName(), expected.at(i));
-        QVERIFY(w->x() > lastX); // left to right on screen too
-        lastX = w->x();
-        QCOMPARE(checkedTogether(static_cast<QPushButton*>(w), w->objectName() == "tool_back"),
-                 true);
+        QVERIFY(checkedTogether(static_cast<QPushButton*>(w), w->objectName() == "tool_back"));
     }
     QVERIFY(!bar->currentButton());
 }
@@ -144,41 +139,31 @@ void TestToolBar::undoButtonShowsNothingToUndo() {
     QVERIFY(checkedTogether(back, false));
 }
 
-void TestToolBar::shapeChangeFromElsewhere_data() {
-    QTest::addColumn<int>("shape");
-    QTest::addColumn<QString>("name"); // empty: no change
-    QTest::newRow("ellipse") << 2 << "tool_circle";
-    QTest::newRow("rectangle") << 3 << "tool_square";
-    QTest::newRow("mosaic") << 4 << "tool_mosaic";
-    QTest::newRow("pen") << 5 << "tool_paintpen";
-    QTest::newRow("text") << 6 << "tool_text";
-    QTest::newRow("arrow") << 8 << "tool_arrow";
-    QTest::newRow("0") << 0 << "";
-    QTest::newRow("1") << 1 << "";
-    QTest::newRow("7") << 7 << "";
-}
-
 void TestToolBar::shapeChangeFromElsewhere() {
-    QFETCH(int, shape);
-    QFETCH(QString, name);
     CustomButton* save = bar->button("tool_save");
     QTest::mouseClick(save, Qt::LeftButton);
-    bar->slotShapeChange(PaintShape(shape));
-    if (name.isEmpty()) {
+    for (int none : {0, 1, 7}) { // no tool of their own: nothing changes
+        bar->slotShapeChange(PaintShape(none));
         QCOMPARE(bar->currentButton(), save);
-        QVERIFY(checkedTogether(save, true));
-        return;
     }
-    CustomButton* target = bar->button(name);
-    QCOMPARE(bar->currentButton(), target);
-    QVERIFY(checkedTogether(target, true));
-    QVERIFY(checkedTogether(save, false));
-    bar->slotShapeChange(PaintShape(shape)); // same tool again: still checked
-    QVERIFY(checkedTogether(target, true));
-    int checkedCount = 0;
-    for (CustomButton* b : bar->findChildren<CustomButton*>())
-        checkedCount += b->isChecked() && b->objectName() != "tool_back";
-    QCOMPARE(checkedCount, 1);
+    // Each tool in turn (twice: the same tool again stays checked); only one checked at a time.
+    const std::pair<int, const char*> tools[] = {{2, "tool_circle"}, {3, "tool_square"},
+                                                 {4, "tool_mosaic"}, {5, "tool_paintpen"},
+                                                 {6, "tool_text"},   {8, "tool_arrow"}};
+    CustomButton* previous = save;
+    for (auto [shape, name] : tools) {
+        bar->slotShapeChange(PaintShape(shape));
+        bar->slotShapeChange(PaintShape(shape));
+        CustomButton* target = bar->button(name);
+        QCOMPARE(bar->currentButton(), target);
+        QVERIFY(checkedTogether(target, true));
+        QVERIFY(checkedTogether(previous, false));
+        int checkedCount = 0;
+        for (CustomButton* b : bar->findChildren<CustomButton*>())
+            checkedCount += b->isChecked() && b->objectName() != "tool_back";
+        QCOMPARE(checkedCount, 1);
+        previous = target;
+    }
 }
 
 void TestToolBar::lineStylePopup() {
@@ -217,14 +202,6 @@ void TestToolBar::lineStylePopup() {
         QCOMPARE(popup.widthList()->delegate()->getColor(), QColor(colors.at(i)));
     }
 
-    // From outside: the colour changes what is reported, the check and signal stay put.
-    const int before = spy.count();
-    popup.setColor(QColor("#676767"));
-    QCOMPARE(popup.getStyle().color, QColor("#676767"));
-    QCOMPARE(popup.colorList()->checkedButton(), buttons.at(0));
-    QCOMPARE(spy.count(), before);
-    popup.setIndex(0);
-    QCOMPARE(popup.getStyle().width, int(5 * s));
 }
 
 void TestToolBar::fontPopup() {
@@ -252,9 +229,6 @@ void TestToolBar::fontPopup() {
     QTest::mouseClick(popup.colorList()->buttons().at(2), Qt::LeftButton);
     QCOMPARE(lastStyle(spy).color, QColor("#00B4FF"));
     QCOMPARE(lastStyle(spy).font.pixelSize(), 48);
-    popup.setColor(QColor("#FFEB03"));
-    QCOMPARE(popup.getStyle().color, QColor("#FFEB03"));
-    QCOMPARE(popup.colorList()->checkedButton(), popup.colorList()->buttons().at(2));
 }
 
 void TestToolBar::mosaicPopupAndSizeDisplay() {
