@@ -24,15 +24,11 @@ inline void resetManager() {
 }
 
 // Every pixel distinct for images up to 4096 x 4096: red = x low byte, green = y low byte.
-inline QRgb patternPixel(int x, int y) {
-    return qRgb(x & 0xff, y & 0xff, (((x >> 8) & 0xf) << 4) | ((y >> 8) & 0xf));
-}
-
 inline QImage patternImage(int w, int h) {
     QImage img(w, h, QImage::Format_RGB32);
     for (int y = 0; y < h; ++y)
         for (int x = 0; x < w; ++x)
-            img.setPixel(x, y, patternPixel(x, y));
+            img.setPixel(x, y, qRgb(x & 0xff, y & 0xff, (((x >> 8) & 0xf) << 4) | ((y >> 8) & 0xf)));
     return img;
 }
 
@@ -68,7 +64,7 @@ inline void setupView(QGraphicsView& view, QGraphicsScene* scene, QSize size) {
 // Mouse input at scene positions on a view's viewport. (QTest treats QPoint(0,0) as "centre",
 // so tests keep away from the viewport's origin.)
 inline void press(QGraphicsView* v, QPointF p, Qt::MouseButton b = Qt::LeftButton) {
-    QTest::mousePress(v->viewport(), b, Qt::NoModifier, v->mapFromScene(p));
+    QTest::mousePress(v->viewport(), b, {}, v->mapFromScene(p));
 }
 inline void move(QGraphicsView* v, QPointF p) {
     QTest::mouseMove(v->viewport(), v->mapFromScene(p));

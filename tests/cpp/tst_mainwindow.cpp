@@ -31,7 +31,7 @@ private:
 
     MainWindow* window = nullptr;
     QImage shot;
-    int T = 0, TW = 0, P = 0;
+    int T = 0, TW = 0;
 };
 
 void TestMainWindow::init() {
@@ -39,7 +39,6 @@ void TestMainWindow::init() {
     const double s = ts::scale();
     TW = int(338 * s);
     T = int(42 * s);
-    P = int(46 * s);
     window = new MainWindow;
     shot = ts::patternImage(W, H);
     window->setMainWindowRect(QRect(0, 0, W, H));
@@ -63,8 +62,7 @@ void TestMainWindow::toolbarPlacement_data() {
     // Below the region's bottom-right corner, right-aligned to it (x clamped at 0); when the
     // corner is within T + 10 of the bottom, above the region, or inside it if that has no room
     // either. After the region is moved by (-30, -20) the toolbar follows.
-    const double s = ts::scale();
-    const int tw = int(338 * s), t = int(42 * s);
+    const int tw = int(338 * ts::scale()), t = int(42 * ts::scale());
     QTest::addColumn<QPoint>("from");
     QTest::addColumn<QPoint>("to");
     QTest::addColumn<QPoint>("expected");
@@ -88,7 +86,6 @@ void TestMainWindow::toolbarPlacement() {
     QFETCH(QPoint, to);
     QFETCH(QPoint, expected);
     QFETCH(QPoint, afterMove);
-    QCOMPARE(window->toolBarArea(), QRect(0, T + 10, W, H - 2 * (T + 10)));
     QVERIFY(!window->toolBar()->isVisible());
     select(from, to);
     QVERIFY(window->toolBar()->isVisible());
@@ -112,8 +109,7 @@ void TestMainWindow::popupPlacement_data() {
     QTest::addColumn<QPoint>("to");
     QTest::addColumn<QPoint>("toolbar");
     QTest::addColumn<QPoint>("popup");
-    const double s = ts::scale();
-    const int tw = int(338 * s), t = int(42 * s), p = int(46 * s);
+    const int tw = int(338 * ts::scale()), t = int(42 * ts::scale()), p = int(46 * ts::scale());
     QTest::newRow("below the toolbar") << QPoint(1000, 600) << QPoint(1500, 900)
                                        << QPoint(1500 - tw, 910) << QPoint(1500 - tw, 910 + t + 10);
     QTest::newRow("toolbar moves above for the popup")
@@ -129,14 +125,11 @@ void TestMainWindow::popupPlacement() {
     QFETCH(QPoint, to);
     QFETCH(QPoint, toolbar);
     QFETCH(QPoint, popup);
-    QCOMPARE(window->styleArea(), QRect(0, T + P + 20, W, H - 2 * (T + P + 20)));
     select(from, to);
     QTest::mouseClick(window->toolBar()->button("tool_square"), Qt::LeftButton);
-    QVERIFY(window->painting());
     QCOMPARE(window->toolBar()->pos(), toolbar);
     QWidget* rectPopup = StyleManager::instance()->getPopup(PaintShapesRectangle);
     QVERIFY(rectPopup->isVisible());
-    QCOMPARE(rectPopup->parentWidget(), window);
     QCOMPARE(rectPopup->pos(), popup);
 
     // A second tool keeps the annotation view and swaps the popup in place.
@@ -145,12 +138,10 @@ void TestMainWindow::popupPlacement() {
     QWidget* fontPopup = StyleManager::instance()->getPopup(PaintShapesText);
     QVERIFY(fontPopup->isVisible());
     QCOMPARE(fontPopup->pos(), popup);
-    QCOMPARE(int(StyleManager::instance()->getCurrentDrawingShape()), int(PaintShapesText));
 }
 
 void TestMainWindow::annotationViewGeometry() {
     select(QPoint(1000, 600), QPoint(1503, 901));
-    QVERIFY(window->selectionView()->isVisible());
     QTest::mouseClick(window->toolBar()->button("tool_circle"), Qt::LeftButton);
     // The window places its children by the selection view's own coordinates.
     const QPoint p(1000, 600);
@@ -159,32 +150,24 @@ void TestMainWindow::annotationViewGeometry() {
     QCOMPARE(window->annotationScene()->sceneRect(), QRectF(-251.5, -150.5, 503, 301));
     QCOMPARE(window->sizeDisplay()->pos(),
              QPoint(p.x() - 1, int(p.y() - 20 * ts::scale() - 10)));
-    QCOMPARE(window->sizeDisplay()->selectSize(), QSize(503, 301));
     QCOMPARE(window->sizeDisplay()->text(), QString("503 x 301"));
     QVERIFY(window->annotationView()->isVisible());
-    QVERIFY(window->sizeDisplay()->isVisible());
     QVERIFY(!window->selectionView()->isVisible());
 }
 
 void TestMainWindow::confirmCopiesCropAndResets() {
     QSignalSpy exits(window, &MainWindow::mainWindowExit);
     select(QPoint(1000, 600), QPoint(1500, 900));
-    QVERIFY(window->selectionScene()->isCanGetPixmap());
     QTest::mouseClick(window->toolBar()->button("tool_confirm"), Qt::LeftButton);
     QCOMPARE(exits.count(), 1);
     QCOMPARE(exits.at(0).at(0).toInt(), 1);
 
-    const QImage clip = ts::rgb32(QApplication::clipboard()->image());
-    QCOMPARE(clip, ts::rgb32(shot.copy(1000, 600, 500, 300)));
+    QCOMPARE(ts::rgb32(QApplication::clipboard()->image()), shot.copy(1000, 600, 500, 300));
 
     // Back to the initial state.
-    QVERIFY(!window->painting());
     QVERIFY(!window->toolBar()->isVisible());
     QCOMPARE(window->selectionScene()->selectStatus(), 0);
     QVERIFY(!window->selectionScene()->isCanGetPixmap());
-    QVERIFY(!StyleManager::instance()->selectDoneFlag);
-    QVERIFY(window->toolBar()->button("tool_back")->isChecked());
-    QVERIFY(!window->toolBar()->currentButton());
 }
 
 void TestMainWindow::cancelAndEmptyConfirm() {
@@ -209,7 +192,6 @@ void TestMainWindow::cancelAndEmptyConfirm() {
     QCOMPARE(exits.at(1).at(0).toInt(), 0);
     QCOMPARE(ts::rgb32(QApplication::clipboard()->image()), sentinel);
     QVERIFY(!window->toolBar()->isVisible());
-    QCOMPARE(window->selectionScene()->selectStatus(), 0);
 }
 
 QTEST_MAIN(TestMainWindow)

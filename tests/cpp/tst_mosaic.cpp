@@ -30,19 +30,6 @@ QImage referencePixelate(QImage const& in, int b) {
     return out;
 }
 
-void compareImages(QImage const& actual, QImage const& expected) {
-    QCOMPARE(actual.size(), expected.size());
-    QCOMPARE(actual.format(), expected.format());
-    for (int y = 0; y < expected.height(); ++y)
-        for (int x = 0; x < expected.width(); ++x)
-            if (actual.pixel(x, y) != expected.pixel(x, y))
-                QFAIL(qPrintable(QString("pixel (%1,%2): %3 != %4")
-                                     .arg(x)
-                                     .arg(y)
-                                     .arg(actual.pixel(x, y), 8, 16)
-                                     .arg(expected.pixel(x, y), 8, 16)));
-}
-
 } // namespace
 
 class TestMosaic : public QObject {
@@ -62,16 +49,11 @@ void TestMosaic::pixelateMatchesReference_data() {
     QTest::addColumn<QSize>("size");
     QTest::addColumn<int>("block");
     const QSize sizes[] = {{37, 23}, {64, 48}, {5, 5}, {4, 9}, {1, 1}, {81, 17}};
-    quint32 n = 0;
     for (QImage::Format f : {QImage::Format_ARGB32, QImage::Format_RGB32})
         for (QSize sz : sizes)
             for (int b : {0, 1, 5, 8})
-                QTest::newRow(qPrintable(QString("%1 %2x%3 b%4 #%5")
-                                             .arg(f == QImage::Format_ARGB32 ? "argb" : "rgb")
-                                             .arg(sz.width())
-                                             .arg(sz.height())
-                                             .arg(b)
-                                             .arg(n++)))
+                QTest::addRow("%s %dx%d b%d", f == QImage::Format_ARGB32 ? "argb" : "rgb",
+                              sz.width(), sz.height(), b)
                     << int(f) << sz << b;
 }
 
@@ -82,8 +64,8 @@ void TestMosaic::pixelateMatchesReference() {
     const QImage src = ts::randomImage(size.width(), size.height(), QImage::Format(format),
                                        quint32(size.width() * 131 + size.height() * 7 + block));
     const QImage expected = referencePixelate(src, block);
-    compareImages(MosaicGraphicsItem::pixelate(src, block), expected);
-    compareImages(MosaicGraphicsItem::pixelatePerPixel(src, block), expected);
+    QCOMPARE(MosaicGraphicsItem::pixelate(src, block), expected);
+    QCOMPARE(MosaicGraphicsItem::pixelatePerPixel(src, block), expected);
 }
 
 void TestMosaic::alphaRidesInTheRedSum() {
@@ -95,11 +77,7 @@ void TestMosaic::alphaRidesInTheRedSum() {
     img.setPixel(1, 1, qRgba(0, 70, 80, 0));
     const QImage out = MosaicGraphicsItem::pixelate(img, 2);
     // red sum = 2 * 0xff00 + 300 = 0x1FF2C; / 4 = 0x7FCB -> alpha 0x7F, red 0xCB.
-    const QRgb v = out.pixel(1, 1);
-    QCOMPARE(qAlpha(v), 0x7F);
-    QCOMPARE(qRed(v), 0xCB);
-    QCOMPARE(qGreen(v), 40);
-    QCOMPARE(qBlue(v), 50);
+    QCOMPARE(out.pixel(1, 1), qRgba(0xCB, 40, 50, 0x7F));
 }
 
 void TestMosaic::setImageScalesToSceneAndPixelates() {
@@ -115,7 +93,7 @@ void TestMosaic::setImageScalesToSceneAndPixelates() {
     const QImage src = ts::randomImage(90, 50, QImage::Format_RGB32, 11);
     item->setImage(src);
     const QImage scaled = src.scaled(42, 26, Qt::IgnoreAspectRatio, Qt::FastTransformation);
-    compareImages(item->pixelatedImage(), referencePixelate(scaled, b));
+    QCOMPARE(item->pixelatedImage(), referencePixelate(scaled, b));
     scene.removeItem(item);
     delete item;
 }
@@ -128,9 +106,7 @@ void TestMosaic::meansAndAdaptation() {
     a.setPixel(1, 1, qRgb(71, 81, 91)); // sums 161, 201, 241: means truncate to 40, 50, 60
     long r, g, bl;
     MosaicGraphicsItem::computeMeans(a, r, g, bl);
-    QCOMPARE(r, 40L);
-    QCOMPARE(g, 50L);
-    QCOMPARE(bl, 60L);
+    QCOMPARE((QVector<long>{r, g, bl}), (QVector<long>{40, 50, 60}));
     MosaicGraphicsItem::computeMeans(QImage(), r, g, bl);
     QCOMPARE(r + g + bl, 0L);
 
