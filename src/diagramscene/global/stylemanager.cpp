@@ -84,41 +84,34 @@ QGraphicsItem* StyleManager::createItem() {
             return f->getStyle();
         return StyleInfo();
     };
+    QGraphicsItem* made = nullptr;
     switch (drawingShape) {
     case PaintShapesMosaic:
         qDebug() << "PaintShapesMosaic";
-        currentItem = new MosaicGraphicsItem();
+        made = new MosaicGraphicsItem();
         break;
     case PaintShapesCircle:
-        currentItem = new CircleGraphicsItem();
+        made = new CircleGraphicsItem();
         break;
     case PaintShapesRectangle:
-        currentItem = new RectangleGraphicsItem();
+        made = new RectangleGraphicsItem();
         break;
     case PaintShapesText:
-        currentItem = new DiagramTextItem();
+        made = new DiagramTextItem();
         break;
     case PaintShapesPen:
-        currentItem = new RandomLineGraphicsItem();
+        made = new RandomLineGraphicsItem();
         break;
     case PaintShapesArrow:
-        currentItem = new ArrowGraphicItem();
+        made = new ArrowGraphicItem();
         break;
     default:
         // No tool: nothing is made, and the current item (even a null one) is recorded again.
         break;
     }
-    switch (drawingShape) {
-    case PaintShapesMosaic:
-    case PaintShapesCircle:
-    case PaintShapesRectangle:
-    case PaintShapesText:
-    case PaintShapesPen:
-    case PaintShapesArrow:
+    if (made) {
+        currentItem = made;
         *info = styleOf(drawingShape);
-        break;
-    default:
-        break;
     }
     // Replacing a record must not leak the old one.
     if (StyleInfo* old = styleMap.value(currentItem, nullptr))
