@@ -57,7 +57,11 @@ module.exports = ({ h, W, H, capture, saveScreenshot, saveClipboardImage }) => {
     }
   }
 
-  const clipboardFile = (ctx, name) => path.join(ctx.out, name);
+  // Saves the clipboard image under `name` and checks it is the desktop picture's crop `rect`.
+  async function clipboardCrop(ctx, name, rect) {
+    await saveClipboardImage(ctx, name);
+    return checkCrop(path.join(ctx.out, name), rect);
+  }
 
   return [
     {
@@ -72,8 +76,7 @@ module.exports = ({ h, W, H, capture, saveScreenshot, saveClipboardImage }) => {
           await saveScreenshot(ctx, 'resize-and-confirm-selection.png');
           await pressToolbarButton(ctx, 'tool_confirm');
         });
-        await saveClipboardImage(ctx, 'resize-and-confirm-clipboard.png');
-        r.clipboard = checkCrop(clipboardFile(ctx, 'resize-and-confirm-clipboard.png'), { x: 760, y: 320, w: 420, h: 400 });
+        r.clipboard = await clipboardCrop(ctx, 'resize-and-confirm-clipboard.png', { x: 760, y: 320, w: 420, h: 400 });
         return r;
       },
     },
@@ -86,8 +89,7 @@ module.exports = ({ h, W, H, capture, saveScreenshot, saveClipboardImage }) => {
           await h.mousemove(ctx.env, 410, 310);
           await h.xdotool(ctx.env, ['click', '--repeat', '2', '--delay', '80', '1']);
         });
-        await saveClipboardImage(ctx, 'double-click-clipboard.png');
-        r.clipboard = checkCrop(clipboardFile(ctx, 'double-click-clipboard.png'), { x: 200, y: 180, w: 420, h: 260 });
+        r.clipboard = await clipboardCrop(ctx, 'double-click-clipboard.png', { x: 200, y: 180, w: 420, h: 260 });
         return r;
       },
     },
@@ -109,8 +111,7 @@ module.exports = ({ h, W, H, capture, saveScreenshot, saveClipboardImage }) => {
         if (!fs.existsSync(target)) throw new Error(`the dialog did not write ${target}`);
         ctx.files.push('save-as.png');
         r.saved = checkCrop(target, { x: 1300, y: 160, w: 440, h: 220 });
-        await saveClipboardImage(ctx, 'save-as-clipboard.png');
-        r.clipboard = checkCrop(clipboardFile(ctx, 'save-as-clipboard.png'), { x: 1300, y: 160, w: 440, h: 220 });
+        r.clipboard = await clipboardCrop(ctx, 'save-as-clipboard.png', { x: 1300, y: 160, w: 440, h: 220 });
         return r;
       },
     },
@@ -126,8 +127,7 @@ module.exports = ({ h, W, H, capture, saveScreenshot, saveClipboardImage }) => {
           await h.key(ctx.env, 'Escape');
         });
         // Cancelling writes nothing, but the image is on the clipboard all the same.
-        await saveClipboardImage(ctx, 'save-as-cancelled-clipboard.png');
-        r.clipboard = checkCrop(clipboardFile(ctx, 'save-as-cancelled-clipboard.png'), { x: 1250, y: 640, w: 500, h: 300 });
+        r.clipboard = await clipboardCrop(ctx, 'save-as-cancelled-clipboard.png', { x: 1250, y: 640, w: 500, h: 300 });
         return r;
       },
     },
