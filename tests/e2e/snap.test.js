@@ -14,11 +14,12 @@ const H = 800;
 const T = { timeout: 180000 };
 const FRAME = [0x3a, 0x91, 0xf3];
 // Solid windows opened in this order, so B overlaps A from above; `at` is a point where each
-// is the topmost window.
+// is the topmost window, near its top right so that the magnifier (whose cross has the frame's
+// colour) stays within it.
 const WINDOWS = [
-  { title: 'snapA', colour: [208, 32, 32], x: 100, y: 100, w: 300, h: 200, at: [130, 140] },
-  { title: 'snapB', colour: [32, 160, 32], x: 250, y: 200, w: 300, h: 200, at: [450, 350] },
-  { title: 'snapC', colour: [32, 32, 208], x: 800, y: 400, w: 200, h: 150, at: [900, 470] },
+  { title: 'snapA', colour: [208, 32, 32], x: 100, y: 100, w: 300, h: 200, at: [390, 110] },
+  { title: 'snapB', colour: [32, 160, 32], x: 250, y: 200, w: 300, h: 200, at: [540, 215] },
+  { title: 'snapC', colour: [32, 32, 208], x: 800, y: 400, w: 200, h: 220, at: [990, 405] },
 ];
 
 // Opens the windows with ImageMagick's display; returns their rectangles as the server has them,
