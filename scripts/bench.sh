@@ -16,7 +16,7 @@ JOBS="${BENCH_JOBS:-2}"
 echo "== building benchmarks (Release, $BUILD)"
 cmake -S "$ROOT" -B "$BUILD" -DSCREENCAPTURE_MODULE=OFF -DSCREENCAPTURE_TESTS=OFF \
   -DCMAKE_BUILD_TYPE=Release >"$BUILD.configure.log" 2>&1 || { cat "$BUILD.configure.log"; exit 1; }
-cmake --build "$BUILD" -j"$JOBS" --target bench_pixelate bench_startup bench_mosaic_memory \
+cmake --build "$BUILD" -j"$JOBS" --target bench_pixelate bench_startup bench_mosaic_memory bench_snap \
   >"$BUILD/bench-build.log" 2>&1 || { tail -n 60 "$BUILD/bench-build.log"; exit 1; }
 rm -f "$BUILD.configure.log"
 BIN="$BUILD/bench"
@@ -107,6 +107,10 @@ for size in 1920x1080 3840x2160; do
   fi
   export DISPLAY=":$XVFB_DISPLAY" QT_QPA_PLATFORM=xcb
   run "startup-$size" "$BIN/bench_startup" --rounds "$ROUNDS" --warmups "$WARMUPS" --json "$WORK/startup-$size.json"
+  if [ "$size" = 3840x2160 ]; then
+    echo
+    run "snap-$size" "$BIN/bench_snap" --windows 50 --json "$WORK/snap-$size.json"
+  fi
   echo
   run "memory-$size" "$BIN/bench_mosaic_memory" --json "$WORK/memory-$size.json"
   if [ "$size" = 1920x1080 ]; then
@@ -127,7 +131,7 @@ RESULTS="$BUILD/bench-results.json"
   echo "  \"cpus\": $(nproc),"
   echo "  \"root_picture\": \"$WALLPAPER_NOTE\","
   printf '  "pixelate": %s' "$(cat "$WORK/pixelate.json")"
-  for f in "$WORK"/startup-*.json "$WORK"/memory-*.json; do
+  for f in "$WORK"/startup-*.json "$WORK"/memory-*.json "$WORK"/snap-*.json; do
     [ -e "$f" ] || continue
     key="$(basename "$f" .json | tr '-' '_')"
     printf ',\n  "%s": %s' "$key" "$(cat "$f")"
@@ -149,6 +153,14 @@ for (const k of Object.keys(r).filter(k => k.startsWith('startup_'))) {
              f(s.ratio_of_medians), `<=1.5x ${s.target_1_5x_met ? 'met' : 'NOT met'}`]);
   rows.push(['start-up min ms (min/min)', `${s.width}x${s.height}`, f(s.start_min_ms), `grab ${f(s.grab_min_ms)}`,
              f(s.ratio_of_mins), '']);
+}
+for (const k of Object.keys(r).filter(k => k.startsWith('snap_'))) {
+  const s = r[k], start = r[k.replace('snap_', 'startup_')];
+  const base = start ? start.start_median_ms : NaN;
+  rows.push([`window snapshot ms, ${s.windows} windows`, `${s.width}x${s.height}`, f(s.snapshot_median_ms, 3),
+             `start-up ${f(base)}`, f(s.snapshot_median_ms / base, 3), '']);
+  rows.push(['hover update ms per move', `${s.width}x${s.height}`, f(s.hover_median_ms, 3), `start-up ${f(base)}`,
+             f(s.hover_median_ms / base, 3), `frame 16.7: ${f(s.hover_median_ms / 16.7, 3)}`]);
 }
 for (const c of r.pixelate.cases) {
   const big = c.target_10ms_applies;

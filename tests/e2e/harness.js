@@ -589,7 +589,7 @@ function compareWithReference(got, want, base, { colours = [], aaTolerance = 0, 
 module.exports = {
   ROOT, MODULE_PATH, sleep, eventually, waitUntil, run, startXvfb, desktop, image, pixelAt, sameRgb,
   cropImage, patternPixel, patternPosition, makePatternImage, blend, comparePixels, diffText,
-  patternCropMismatch, boundingBox, findToolbar, findMagnifier, screenshot, shotUntil, setRootPattern,
+  patternCropMismatch, boundingBox, findRunsBox, findToolbar, findMagnifier, screenshot, shotUntil, setRootPattern,
   spawnChild, spawnCapture, startCapture, xdotool, mousemove, mousedown, mouseup, click, key, type, clickAt,
   doubleClickAt, linePoints, stroke, drag, visibleOverlays, waitForWindowNamed, waitForOverlay,
   waitForOverlayGone, waitForWhite, readClipboard, clipboardTargets, holdClipboard, layoutProbe,

@@ -8,6 +8,7 @@
 #include <QGraphicsSceneMouseEvent>
 #include <QGraphicsView>
 #include <QPainterPath>
+#include <QWidget>
 
 DiagramBaseScene::DiagramBaseScene(QObject* parent)
     : QGraphicsScene(parent), screenShotItem_(new ScreenShotGraphicsItem()), window_(nullptr),
@@ -36,7 +37,57 @@ void DiagramBaseScene::setScreenPixmap(QPixmap* pixmap) {
     screenShotItem_->setScreenPixmap(pixmap);
 }
 
-void DiagramBaseScene::setDynamicRect(QRect const&) {}
+void DiagramBaseScene::setDynamicRect(QRect const& rect) {
+    dynamicRect_ = rect;
+}
+
+void DiagramBaseScene::setHoverRegions(QVector<QRect> const& windows,
+                                       QVector<QRect> const& screens) {
+    hoverWindows_ = windows;
+    hoverScreens_ = screens;
+}
+
+QRect DiagramBaseScene::hoverRegion(QPointF const& scenePos) const {
+    if (hoverScreens_.isEmpty() || views().isEmpty() || !window_)
+        return QRect();
+    const QGraphicsView* view = views().first();
+    const QPoint offset = view->viewport()->mapFrom(window_, QPoint(0, 0));
+    const QPoint p = view->mapFromScene(scenePos) - offset;
+    QRect screen;
+    for (QRect const& s : hoverScreens_) {
+        if (s.contains(p)) {
+            screen = s;
+            break;
+        }
+    }
+    QRect region = screen;
+    for (QRect const& w : hoverWindows_) {
+        if (w.contains(p)) {
+            region = screen.isNull() ? w : w & screen;
+            break;
+        }
+    }
+    return region.translated(offset);
+}
+
+bool DiagramBaseScene::nudgeSelection(int dx, int dy, bool grow) {
+    QRectF r = screenShotItem_->getRect();
+    if (selectStatus_ != 2 || r.width() <= 0 || r.height() <= 0 || views().isEmpty() || !window_)
+        return false;
+    const QGraphicsView* view = views().first();
+    const QRectF desk(view->mapToScene(view->viewport()->mapFrom(window_, QPoint(0, 0))),
+                      QSizeF(window_->size()));
+    if (grow) {
+        r.setWidth(qBound(1.0, r.width() + dx, desk.right() - r.left()));
+        r.setHeight(qBound(1.0, r.height() + dy, desk.bottom() - r.top()));
+    } else {
+        r.moveLeft(qMax(desk.left(), qMin(r.left() + dx, desk.right() - r.width())));
+        r.moveTop(qMax(desk.top(), qMin(r.top() + dy, desk.bottom() - r.height())));
+    }
+    screenShotItem_->setRect(r);
+    showToolWidget();
+    return true;
+}
 
 QPixmap DiagramBaseScene::getPixmap() {
     return QPixmap();
@@ -106,6 +157,7 @@ void DiagramBaseScene::mouseMoveEvent(QGraphicsSceneMouseEvent* event) {
             QGraphicsScene::mouseMoveEvent(event);
             return;
         }
+        setDynamicRect(hoverRegion(currentPoint_));
         captureScreentPixmapPress();
         break;
     case 1:
@@ -130,9 +182,14 @@ void DiagramBaseScene::mouseReleaseEvent(QGraphicsSceneMouseEvent* event) {
     if (selectStatus_ == 0 && mouseStatus_ == 1) {
         mouseStatus_ = 3;
         const QRectF r = screenShotItem_->getRect();
-        // A click without a drag takes the hover region.
-        if (r.width() <= 0 || r.height() <= 0)
+        // A click without a drag takes the hover region, which then counts as chosen.
+        if (r.width() <= 0 || r.height() <= 0) {
+            setDynamicRect(hoverRegion(currentPoint_));
             captureScreentPixmapPress();
+        }
+        const QRectF taken = screenShotItem_->getRect();
+        if (taken.width() > 0 && taken.height() > 0)
+            selectStatus_ = 2;
         showToolWidget();
         if (window_)
             window_->showPaintView();
@@ -188,4 +245,6 @@ void DiagramBaseScene::resumeInitStatus() {
     glassItem_->setVisible(false);
     pixmapReady_ = false;
     dynamicRect_ = QRect();
+    hoverWindows_.clear();
+    hoverScreens_.clear();
 }

@@ -3,6 +3,7 @@
 
 #include <QGraphicsScene>
 #include <QPixmap>
+#include <QVector>
 
 class MainWindow;
 class ScreenShotGraphicsItem;
@@ -28,6 +29,14 @@ public:
     void captureScreentPixmapPress();
     void captureScreentPixmapMove();
     void captureScreentPixmapRelease();
+    // Windows (topmost first) and screens, in window coordinates, proposed while hovering.
+    void setHoverRegions(QVector<QRect> const& windows, QVector<QRect> const& screens);
+    // In view coordinates: the topmost window under `scenePos` clipped to its screen, else
+    // that screen; null without hover regions.
+    QRect hoverRegion(QPointF const& scenePos) const;
+    // Moves the chosen region by (dx, dy), or with `grow` moves its right and bottom edges;
+    // it stays on the desktop. False when no region is chosen.
+    bool nudgeSelection(int dx, int dy, bool grow);
 
     ScreenShotGraphicsItem* selectionItem() const { return screenShotItem_; }
     MagnifyingGlassGraphicsitem* magnifier() const { return glassItem_; }
@@ -49,6 +58,8 @@ protected:
     bool pixmapReady_;
     QRect dynamicRect_;
     MagnifyingGlassGraphicsitem* glassItem_;
+    QVector<QRect> hoverWindows_;
+    QVector<QRect> hoverScreens_;
 };
 
 #endif // DIAGRAMBASESCENE_H

@@ -10,6 +10,15 @@ EventFilter::EventFilter(QList<MainWindow*>& windows, QObject* parent)
     : QObject(parent), windows_(windows) {}
 
 bool EventFilter::eventFilter(QObject* watched, QEvent* event) {
+    // Arrow keys reach the focused child first (a view would scroll with them): take them
+    // there, for any widget of the overlay.
+    if (event->type() == QEvent::KeyPress && watched->isWidgetType()) {
+        QWidget* top = static_cast<QWidget*>(watched)->window();
+        for (MainWindow* w : windows_) {
+            if (w == top && w->nudgeSelection(static_cast<QKeyEvent*>(event)))
+                return true;
+        }
+    }
     MainWindow* window = nullptr;
     for (MainWindow* w : windows_) {
         if (static_cast<QObject*>(w) == watched)

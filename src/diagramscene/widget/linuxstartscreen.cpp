@@ -1,8 +1,10 @@
 #include "linuxstartscreen.h"
 
 #include "eventfilter.h"
+#include "linuxdiagramscene.h"
 #include "mainwindow.h"
 #include "stylemanager.h"
+#include "x11windowsnapshot.h"
 
 #include <QApplication>
 #include <QDesktopWidget>
@@ -27,6 +29,29 @@ LinuxStartScreen::~LinuxStartScreen() {
     delete mainWindow_;
 }
 
+// The windows to snap to, topmost first, in the coordinates of the overlay covering `desktop`.
+// Read once with the grab, so they match the frozen picture; only X11 can list them.
+static QVector<QRect> windowsOnDesktop(QRect const& desktop, WId overlay) {
+    QVector<QRect> out;
+    if (QGuiApplication::platformName() != QLatin1String("xcb"))
+        return out;
+    const qreal ratio = QGuiApplication::primaryScreen()->devicePixelRatio();
+    for (QRect const& r : X11WindowSnapshot::take(quint32(overlay))) {
+        const QRectF logical(r.x() / ratio, r.y() / ratio, r.width() / ratio, r.height() / ratio);
+        out << logical.toAlignedRect().translated(-desktop.topLeft());
+    }
+    return out;
+}
+
+static QVector<QRect> screensOnDesktop(QRect const& desktop) {
+    QVector<QRect> out;
+    if (QGuiApplication::platformName() != QLatin1String("xcb"))
+        return out;
+    for (QScreen* screen : QGuiApplication::screens())
+        out << screen->geometry().translated(-desktop.topLeft());
+    return out;
+}
+
 int LinuxStartScreen::startWinScreen(QApplication* app) {
     registerResources();
     StyleManager::instance();
@@ -40,6 +65,8 @@ int LinuxStartScreen::startWinScreen(QApplication* app) {
         0, rect.x(), rect.y(), rect.width(), rect.height()));
     mainWindow_->setMainWindowRect(rect);
     mainWindow_->setScreenPixmap(pixmap);
+    mainWindow_->selectionScene()->setHoverRegions(
+        windowsOnDesktop(rect, mainWindow_->internalWinId()), screensOnDesktop(rect));
     mainWindow_->showFullScreen();
     return QApplication::exec();
 }

@@ -14,6 +14,7 @@
 #include <QFile>
 #include <QFileDialog>
 #include <QGraphicsView>
+#include <QKeyEvent>
 #include <QPainter>
 #include <QStandardPaths>
 
@@ -239,7 +240,33 @@ void MainWindow::updateUndo() {
     toolFrame->updateUndo();
 }
 
-void MainWindow::setDynamicRect(QRect const&) {}
+void MainWindow::setDynamicRect(QRect const& rect) {
+    diagramScene->setDynamicRect(rect);
+}
+
+bool MainWindow::nudgeSelection(QKeyEvent const* event) {
+    const Qt::KeyboardModifiers mods = event->modifiers() & ~Qt::KeypadModifier;
+    if (isPainting || (mods != Qt::NoModifier && mods != Qt::ShiftModifier))
+        return false;
+    int dx = 0, dy = 0;
+    switch (event->key()) {
+    case Qt::Key_Left:
+        dx = -1;
+        break;
+    case Qt::Key_Right:
+        dx = 1;
+        break;
+    case Qt::Key_Up:
+        dy = -1;
+        break;
+    case Qt::Key_Down:
+        dy = 1;
+        break;
+    default:
+        return false;
+    }
+    return diagramScene->nudgeSelection(dx, dy, mods == Qt::ShiftModifier);
+}
 
 QPixmap MainWindow::getPixmap() {
     if (!diagramScene || !diagramScene->isCanGetPixmap())

@@ -13,6 +13,7 @@ class QFrame;
 class ScreenToolFrame;
 class StyleManager;
 class ShowSizeWidget;
+class QKeyEvent;
 
 // The frameless full-screen overlay on which one capture takes place.
 class MainWindow : public QWidget {
@@ -28,6 +29,9 @@ public:
     void showPaintView();
     void updateUndo();
     void setDynamicRect(QRect const& rect);
+    // Arrow keys move the chosen region by a pixel, Shift+arrow moves its right or bottom
+    // edge; only while selecting. True when the key was used.
+    bool nudgeSelection(QKeyEvent const* event);
     QPixmap getPixmap();
     void finishScreenCapture();
     void resumeInitStatus();
