@@ -35,10 +35,13 @@ private slots:
     void panelFollowsSystemLocale_data() {
         QTest::addColumn<QString>("locale");
         QTest::addColumn<QString>("expected");
-        const QString en = "15.000\nPOS:(812,440)\nRGB:#ab0cef\nHold down the mouse\nto select the area";
+        const QString en =
+            "15.000\nPOS:(812,440)\nRGB:#ab0cef\nHold down the mouse\nto select the area";
         QTest::newRow("en_US") << "en_US.UTF-8" << en;
-        QTest::newRow("zh_CN") << "zh_CN.UTF-8"
-                               << QString::fromUtf8("0.000\n坐标: (812,440)\nRGB:#ab0cef\n按住鼠标左键选择\n截图区域 ");
+        QTest::newRow("zh_CN")
+            << "zh_CN.UTF-8"
+            << QString::fromUtf8(
+                   "0.000\n坐标: (812,440)\nRGB:#ab0cef\n按住鼠标左键选择\n截图区域 ");
         QTest::newRow("zh_TW is not Chinese here") << "zh_TW.UTF-8" << en;
     }
     void panelFollowsSystemLocale() {
@@ -84,8 +87,9 @@ private slots:
         expected.fill(Qt::black);
         QPainter(&expected).drawImage(0, 0, shot, q.x() - 15, q.y() - 15, 30, 30);
         QCOMPARE(ts::rgb32(glass->piece().toImage()), expected);
-        QCOMPARE(glass->infoText().section('\n', 0, 1),
-                 QString("POS:(%1,%2)\nRGB:%3").arg(v.x()).arg(v.y()).arg(QColor(shot.pixel(q)).name()));
+        QCOMPARE(
+            glass->infoText().section('\n', 0, 1),
+            QString("POS:(%1,%2)\nRGB:%3").arg(v.x()).arg(v.y()).arg(QColor(shot.pixel(q)).name()));
         scene.removeItem(frame);
         delete frame;
     }

@@ -42,8 +42,9 @@ private slots:
         QTest::addColumn<QPoint>("toolbar");
         QTest::addColumn<QPoint>("popup");
         const int tw = int(338 * ts::scale()), t = int(42 * ts::scale()), p = int(46 * ts::scale());
-        QTest::newRow("below the toolbar") << QPoint(1000, 600) << QPoint(1503, 901)
-                                           << QPoint(1503 - tw, 911) << QPoint(1503 - tw, 911 + t + 10);
+        QTest::newRow("below the toolbar")
+            << QPoint(1000, 600) << QPoint(1503, 901) << QPoint(1503 - tw, 911)
+            << QPoint(1503 - tw, 911 + t + 10);
         QTest::newRow("toolbar moves above for the popup")
             << QPoint(1000, 1300) << QPoint(1500, 1450) << QPoint(1500 - tw, 1300 - t - 10)
             << QPoint(1500 - tw, 1300 - t - 20 - p);

@@ -41,7 +41,8 @@ private slots:
         for (QImage::Format f : {QImage::Format_ARGB32, QImage::Format_RGB32})
             for (QSize sz : {QSize(37, 23), QSize(64, 48), QSize(5, 5), QSize(4, 9), QSize(1, 1)})
                 for (int b : {0, 1, 5, 8})
-                    QTest::addRow("%d %dx%d b%d", int(f), sz.width(), sz.height(), b) << int(f) << sz << b;
+                    QTest::addRow("%d %dx%d b%d", int(f), sz.width(), sz.height(), b)
+                        << int(f) << sz << b;
     }
     void pixelateMatchesReference() {
         QFETCH(int, format);

@@ -2,6 +2,7 @@
 
 #include "arrowgraphicitem.h"
 #include "circlegraphicsitem.h"
+#include "diagramtextitem.h"
 #include "linuxdiagramscene.h"
 #include "mainwindow.h"
 #include "mosaicgraphicsitem.h"
@@ -58,7 +59,8 @@ private slots:
     void dragCreatesOnFirstMove() {
         QFETCH(int, shape);
         paint->setPaintShape(PaintShape(shape));
-        QTest::mouseClick(view->viewport(), Qt::LeftButton, {}, view->mapFromScene(QPointF(10, 10)));
+        QTest::mouseClick(view->viewport(), Qt::LeftButton, {},
+                          view->mapFromScene(QPointF(10, 10)));
         QVERIFY(m->getAllItem().isEmpty()); // a click alone makes nothing
         const QPointF a(60, 40), b(-80, -70);
         ts::press(view, a);
@@ -74,11 +76,13 @@ private slots:
         else if (auto* arrow = dynamic_cast<ArrowGraphicItem*>(item))
             QCOMPARE(QLineF(arrow->startPoint(), arrow->endPoint()), QLineF(a, b));
         else
-            QCOMPARE(static_cast<RandomLineGraphicsItem*>(item)->points(), (QVector<QPointF>{a, (a + b) / 2, b}));
+            QCOMPARE(static_cast<RandomLineGraphicsItem*>(item)->points(),
+                     (QVector<QPointF>{a, (a + b) / 2, b}));
         QCOMPARE(m->getCurrentItem(), item);
 
         // A click on empty ground finishes it and makes nothing new; a drag there starts another.
-        QTest::mouseClick(view->viewport(), Qt::LeftButton, {}, view->mapFromScene(QPointF(150, -100)));
+        QTest::mouseClick(view->viewport(), Qt::LeftButton, {},
+                          view->mapFromScene(QPointF(150, -100)));
         QCOMPARE(m->getAllItem().size(), 1);
         QVERIFY(!m->getCurrentItem());
         ts::drag(view, QPointF(150, 100), QPointF(180, 130));
@@ -94,7 +98,10 @@ private slots:
         paint->setPaintShape(PaintShapesRectangle);
         ts::drag(view, QPointF(-30, -30), QPointF(80, 60)); // clear of the ellipse's band
         auto* rect = static_cast<RectangleGraphicsItem*>(m->getLastItem());
-        auto topmost = [&] { return paint->items(paint->sceneRect(), Qt::IntersectsItemBoundingRect, Qt::DescendingOrder); };
+        auto topmost = [&] {
+            return paint->items(paint->sceneRect(), Qt::IntersectsItemBoundingRect,
+                                Qt::DescendingOrder);
+        };
         QVERIFY(topmost().indexOf(rect) < topmost().indexOf(circle));
         QCOMPARE(circle->getItemPaintStatus(), PaintStatusFinished);
 
@@ -123,6 +130,21 @@ private slots:
         ts::drag(view, QPointF(0, 0), QPointF(30, 30)); // on the stroke
         QCOMPARE(m->getAllItem().size(), 2);
         QCOMPARE(mosaic->points().last(), QPointF(50, 20));
+    }
+
+    void textToolClickCreatesEditableText() {
+        paint->setPaintShape(PaintShapesText);
+        ts::press(view, QPointF(-30, 40));
+        auto* text = dynamic_cast<DiagramTextItem*>(m->getLastItem()); // exists from the press
+        QVERIFY(text);
+        ts::release(view, QPointF(-30, 40));
+        QCOMPARE(text->pos(), QPointF(-30, 40));
+        QCOMPARE(text->textInteractionFlags(), Qt::TextEditorInteraction);
+        QVERIFY(m->textFlag);
+
+        // Choosing a tool ends the editing.
+        paint->setPaintShape(PaintShapesRectangle);
+        QCOMPARE(text->textInteractionFlags(), Qt::NoTextInteraction);
     }
 };
 

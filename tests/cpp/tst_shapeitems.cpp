@@ -55,18 +55,22 @@ private slots:
         item->setItemPaintStatus(PaintStatusEditing);
         // Handles in search order; where they overlap, the first wins.
         const double x = box.x(), y = box.y(), w = box.width(), h = box.height();
-        const std::pair<QPointF, IremDirection> handles[] = {
-            {{x, y}, DirectionTopLeft},          {{x, y + h / 2}, DirectionLeft},
-            {{x, y + h}, DirectionBottomLeft},   {{x + w / 2, y + h}, DirectionBottom},
-            {{x + w, y + h}, DirectionBottomRight}, {{x + w, y + h / 2}, DirectionRight},
-            {{x + w, y}, DirectionTopRight},     {{x + w / 2, y}, DirectionTop}};
+        const std::pair<QPointF, IremDirection> handles[] = {{{x, y}, DirectionTopLeft},
+                                                             {{x, y + h / 2}, DirectionLeft},
+                                                             {{x, y + h}, DirectionBottomLeft},
+                                                             {{x + w / 2, y + h}, DirectionBottom},
+                                                             {{x + w, y + h}, DirectionBottomRight},
+                                                             {{x + w, y + h / 2}, DirectionRight},
+                                                             {{x + w, y}, DirectionTopRight},
+                                                             {{x + w / 2, y}, DirectionTop}};
         // A grid off the square edges, covering handles, overlaps and the inside.
         int hits = 0;
         for (double py = box.top() - d + 0.05; py <= box.bottom() + d; py += 1.7) {
             for (double px = box.left() - d + 0.05; px <= box.right() + d; px += 1.3) {
                 IremDirection expected = DirectionNone;
                 for (auto const& [c, dir] : handles) {
-                    if (expected == DirectionNone && qAbs(px - c.x()) <= d / 2 && qAbs(py - c.y()) <= d / 2)
+                    if (expected == DirectionNone && qAbs(px - c.x()) <= d / 2 &&
+                        qAbs(py - c.y()) <= d / 2)
                         expected = dir;
                 }
                 const QPointF p(px, py);
@@ -95,7 +99,8 @@ private slots:
         QFETCH(int, width);
         const double h = width * ts::scale() / 2; // half the pen
         ShapeBaseGraphicsItem* item =
-            ellipse ? static_cast<ShapeBaseGraphicsItem*>(makeItem<CircleGraphicsItem>(PaintShapesCircle, width))
+            ellipse ? static_cast<ShapeBaseGraphicsItem*>(
+                          makeItem<CircleGraphicsItem>(PaintShapesCircle, width))
                     : makeItem<RectangleGraphicsItem>(PaintShapesRectangle, width);
         item->setRect(QRectF(100, 80, 240, 140)); // centre (220, 150), half-axes 120 and 70
         item->setItemPaintStatus(PaintStatusFinished);
@@ -139,24 +144,6 @@ private slots:
         QCOMPARE(QLineF(arrow->startPoint(), arrow->endPoint()), QLineF(150, 120, 260, 240));
     }
 
-    void arrowMoveSnapsToWholeUnits() {
-        // 5 viewport pixels per scene unit, so the mouse can travel by fractions of a unit.
-        view->scale(5, 5);
-        view->centerOn(30, 30);
-        auto* arrow = makeItem<ArrowGraphicItem>(PaintShapesArrow, 10);
-        scene->addItem(arrow);
-        arrow->setArrowPoint(QPointF(10, 10), QPointF(50, 50));
-        arrow->setItemPaintStatus(PaintStatusEditing);
-        const QPointF grab(30, 30); // on the shaft, away from both handles
-        ts::press(view, grab);
-        ts::move(view, grab + QPointF(0.6, 0.6));
-        ts::move(view, grab + QPointF(1.2, 1.2)); // the last point advanced: again only 0.6
-        QCOMPARE(arrow->startPoint(), QPointF(10, 10));
-        ts::move(view, grab + QPointF(4.8, -1.2)); // delta (3.6, -2.4): truncation toward zero
-        ts::release(view, grab + QPointF(4.8, -1.2));
-        QCOMPARE(QLineF(arrow->startPoint(), arrow->endPoint()), QLineF(13, 7, 53, 47));
-    }
-
     void penHitSquaresAndDrag() {
         // Each point p catches the closed square from trunc(p - width / 2) to that + width + 4:
         // for width 2 and (10.7, 10.7) that is [9, 15] on both axes.
@@ -165,7 +152,8 @@ private slots:
         pen->changePoint(QPointF(10.7, 10.7));
         for (QPointF in : {QPointF(9, 9), QPointF(15, 15), QPointF(9, 12)})
             QVERIFY(pen->contains(in));
-        for (QPointF out : {QPointF(8.9, 10), QPointF(15.1, 12), QPointF(12, 8.9), QPointF(12, 15.1)})
+        for (QPointF out :
+             {QPointF(8.9, 10), QPointF(15.1, 12), QPointF(12, 8.9), QPointF(12, 15.1)})
             QVERIFY(!pen->contains(out));
         // For width 5 and (-3.5, -3.5): [trunc(-5.5), -5 + 9] = [-5, 4].
         auto* wide = makeItem<RandomLineGraphicsItem>(PaintShapesPen, 5);

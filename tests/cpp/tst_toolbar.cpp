@@ -41,8 +41,9 @@ private slots:
     }
 
     void buttonsInLayoutOrderAndFixedSizes() {
-        const QStringList expected{"tool_square", "tool_circle", "tool_arrow", "tool_paintpen", "tool_mosaic",
-                                   "tool_text",   "tool_back",   "tool_save",  "tool_cancel",   "tool_confirm"};
+        const QStringList expected{"tool_square", "tool_circle", "tool_arrow", "tool_paintpen",
+                                   "tool_mosaic", "tool_text",   "tool_back",  "tool_save",
+                                   "tool_cancel", "tool_confirm"};
         QCOMPARE(bar->layout()->count(), 10);
         for (int i = 0; i < 10; ++i) {
             QWidget* w = bar->layout()->itemAt(i)->widget();
@@ -55,7 +56,9 @@ private slots:
         SelectFontWidget font;
         SelectMasoicWidget mosaic;
         ShowSizeWidget size;
-        auto fixed = [](QWidget& w) { return w.minimumSize() == w.maximumSize() ? w.minimumSize() : QSize(); };
+        auto fixed = [](QWidget& w) {
+            return w.minimumSize() == w.maximumSize() ? w.minimumSize() : QSize();
+        };
         QCOMPARE(fixed(*bar->button("tool_mosaic")), QSize(int(16 * s), int(16 * s)));
         QCOMPARE(fixed(line), QSize(int(244 * s), int(46 * s)));
         QCOMPARE(fixed(font), QSize(int(265 * s), int(46 * s)));
@@ -105,14 +108,16 @@ private slots:
             QCOMPARE(bar->currentButton(), save);
         }
         // Each tool in turn (twice: the same tool again stays checked); only one checked at a time.
-        const std::pair<int, const char*> tools[] = {{2, "tool_circle"}, {3, "tool_square"}, {4, "tool_mosaic"},
-                                                     {5, "tool_paintpen"}, {6, "tool_text"}, {8, "tool_arrow"}};
+        const std::pair<int, const char*> tools[] = {{2, "tool_circle"}, {3, "tool_square"},
+                                                     {4, "tool_mosaic"}, {5, "tool_paintpen"},
+                                                     {6, "tool_text"},   {8, "tool_arrow"}};
         for (auto [shape, name] : tools) {
             bar->slotShapeChange(PaintShape(shape));
             bar->slotShapeChange(PaintShape(shape));
             QCOMPARE(bar->currentButton(), bar->button(name));
             for (CustomButton* b : bar->findChildren<CustomButton*>())
-                QVERIFY(b->objectName() == "tool_back" || checkedTogether(b, b->objectName() == name));
+                QVERIFY(b->objectName() == "tool_back" ||
+                        checkedTogether(b, b->objectName() == name));
         }
     }
 
@@ -127,7 +132,8 @@ private slots:
         SelectLineWidthWidget* list = popup.widthList();
         QSignalSpy spy(&popup, &SelectStyleWidget::sigChange);
         for (auto [row, width] : {std::pair{2, 14}, {1, 10}}) {
-            QTest::mouseClick(list->viewport(), Qt::LeftButton, {}, list->visualRect(list->model()->index(row, 0)).center());
+            QTest::mouseClick(list->viewport(), Qt::LeftButton, {},
+                              list->visualRect(list->model()->index(row, 0)).center());
             QCOMPARE(lastStyle(spy).width, int(width * s));
         }
         // Colour buttons, right to left so each click moves the check; a checked one re-sends.
@@ -147,18 +153,17 @@ private slots:
         }
     }
 
-    void fontPopupByKeyboard() {
-        SelectFontWidget popup;
+    void mosaicPopupSendsItsWidth() {
+        SelectMasoicWidget popup;
         popup.show();
         QVERIFY(QTest::qWaitForWindowExposed(&popup));
-        QCOMPARE(popup.getStyle().font.pixelSize(), 24);
-        QSignalSpy spy(&popup, &SelectFontWidget::sigChange);
-        popup.sizeList()->setFocus();
-        QTest::keyClick(popup.sizeList(), Qt::Key_Down);
-        QCOMPARE(lastStyle(spy).font.pixelSize(), 48);
-        QTest::keyClick(popup.sizeList(), Qt::Key_Down);
-        QCOMPARE(lastStyle(spy).font.pixelSize(), 64);
-        QCOMPARE(popup.sizeList()->itemText(2), QString("Large"));
+        QSignalSpy spy(&popup, &SelectMasoicWidget::sigChange);
+        SelectLineWidthWidget* list = popup.widthList();
+        QTest::mouseClick(list->viewport(), Qt::LeftButton, {},
+                          list->visualRect(list->model()->index(2, 0)).center());
+        QCOMPARE(spy.count(), 1);
+        QCOMPARE(lastStyle(spy).width, int(14 * ts::scale()));
+        QVERIFY(!lastStyle(spy).color.isValid());
     }
 };
 

@@ -330,7 +330,6 @@ async function xdotool(env, args, { settle = 60 } = {}) {
 const mousemove = (env, x, y) => xdotool(env, ['mousemove', x, y]);
 const mousedown = (env, button = 1) => xdotool(env, ['mousedown', button]);
 const mouseup = (env, button = 1) => xdotool(env, ['mouseup', button]);
-const click = (env, button = 1) => xdotool(env, ['click', button]);
 const key = (env, ...keys) => xdotool(env, ['key', ...keys]);
 const type = (env, text) => xdotool(env, ['type', '--delay', '20', text]);
 const clickAt = (env, x, y, button = 1) => xdotool(env, ['mousemove', x, y, 'click', button]);
@@ -396,10 +395,7 @@ async function waitForWhite(env, x, y, open, { timeout = 5000 } = {}) {
 
 const readClipboard = (env, target = 'UTF8_STRING') => run('xclip', ['-selection', 'clipboard', '-t', target, '-o'], { env, timeout: 10000 });
 
-async function clipboardTargets(env) {
-  const r = await runStatus('xclip', ['-selection', 'clipboard', '-t', 'TARGETS', '-o'], { env, encoding: 'utf8', timeout: 10000 });
-  return r.status === 0 ? String(r.stdout).split('\n').filter(Boolean) : [];
-}
+const clipboardTargets = (env) => readClipboard(env, 'TARGETS').then((out) => String(out).split('\n').filter(Boolean), () => []);
 
 // An xclip process owning the clipboard with `data` under `target` until kill().
 async function holdClipboard(env, target, data, { timeout = 10000 } = {}) {
@@ -511,7 +507,7 @@ module.exports = {
   ROOT, MODULE_PATH, sleep, eventually, waitUntil, run, startXvfb, desktop, image, pixelAt, sameRgb,
   cropImage, patternPixel, patternPosition, makePatternImage, blend, comparePixels, diffText,
   patternCropMismatch, boundingBox, findToolbar, findMagnifier, screenshot, shotUntil, setRootPattern,
-  spawnChild, spawnCapture, startCapture, xdotool, mousemove, mousedown, mouseup, click, key, type, clickAt,
+  spawnChild, spawnCapture, startCapture, xdotool, mousemove, mousedown, mouseup, key, type, clickAt,
   doubleClickAt, linePoints, stroke, drag, visibleOverlays, waitForWindowNamed, waitForOverlay,
   waitForOverlayGone, waitForWhite, readClipboard, clipboardTargets, holdClipboard, layoutProbe,
   toolPlacement, toolButton, buttonLooksChecked, renderReference, compareWithReference, readPng, writePng,
