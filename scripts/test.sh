@@ -9,6 +9,8 @@ fail() { printf '\nFAILED: %s\n' "$*" >&2; exit 1; }
 
 step "setup"
 bash scripts/setup.sh || fail "installing the Debian packages (scripts/setup.sh)"
+# The test helpers' npm packages (package-lock.json), once per checkout.
+[ -d node_modules/pngjs ] || npm ci --no-audit --no-fund || fail "npm ci"
 
 step "build (build/)"
 bash scripts/build.sh || fail "build of build/"

@@ -28,7 +28,8 @@ inline QImage patternImage(int w, int h) {
     QImage img(w, h, QImage::Format_RGB32);
     for (int y = 0; y < h; ++y)
         for (int x = 0; x < w; ++x)
-            img.setPixel(x, y, qRgb(x & 0xff, y & 0xff, (((x >> 8) & 0xf) << 4) | ((y >> 8) & 0xf)));
+            img.setPixel(x, y,
+                         qRgb(x & 0xff, y & 0xff, (((x >> 8) & 0xf) << 4) | ((y >> 8) & 0xf)));
     return img;
 }
 
@@ -36,11 +37,8 @@ inline QImage patternImage(int w, int h) {
 inline QImage randomImage(int w, int h, QImage::Format format, quint32 seed) {
     QImage img(w, h, format);
     QRandomGenerator gen(seed);
-    for (int y = 0; y < h; ++y) {
-        auto* line = reinterpret_cast<quint32*>(img.scanLine(y));
-        for (int x = 0; x < w; ++x)
-            line[x] = gen.generate();
-    }
+    for (int y = 0; y < h; ++y)
+        gen.fillRange(reinterpret_cast<quint32*>(img.scanLine(y)), w);
     return img;
 }
 
@@ -63,29 +61,28 @@ inline void setupView(QGraphicsView& view, QGraphicsScene* scene, QSize size) {
 
 // Mouse input at scene positions on a view's viewport. (QTest treats QPoint(0,0) as "centre",
 // so tests keep away from the viewport's origin.)
-inline void press(QGraphicsView* v, QPointF p, Qt::MouseButton b = Qt::LeftButton) {
-    QTest::mousePress(v->viewport(), b, {}, v->mapFromScene(p));
+inline void press(QGraphicsView* v, QPointF p) {
+    QTest::mousePress(v->viewport(), Qt::LeftButton, {}, v->mapFromScene(p));
 }
 inline void move(QGraphicsView* v, QPointF p) {
     QTest::mouseMove(v->viewport(), v->mapFromScene(p));
 }
-inline void release(QGraphicsView* v, QPointF p, Qt::MouseButton b = Qt::LeftButton) {
-    QTest::mouseRelease(v->viewport(), b, Qt::NoModifier, v->mapFromScene(p));
+inline void release(QGraphicsView* v, QPointF p) {
+    QTest::mouseRelease(v->viewport(), Qt::LeftButton, {}, v->mapFromScene(p));
 }
-inline void drag(QGraphicsView* v, QPointF from, QPointF to, int steps = 4,
-                 Qt::MouseButton b = Qt::LeftButton) {
-    press(v, from, b);
+inline void drag(QGraphicsView* v, QPointF from, QPointF to, int steps = 4) {
+    press(v, from);
     for (int i = 1; i <= steps; ++i)
         move(v, from + (to - from) * (double(i) / steps));
-    release(v, to, b);
+    release(v, to);
 }
 
-// Viewport-pixel variants for widgets whose scene mapping is the code under test.
+// The same in widget pixels, for widgets whose scene mapping is the code under test.
 inline void dragPx(QWidget* w, QPoint from, QPoint to, int steps = 4) {
-    QTest::mousePress(w, Qt::LeftButton, Qt::NoModifier, from);
+    QTest::mousePress(w, Qt::LeftButton, {}, from);
     for (int i = 1; i <= steps; ++i)
         QTest::mouseMove(w, from + (to - from) * i / steps);
-    QTest::mouseRelease(w, Qt::LeftButton, Qt::NoModifier, to);
+    QTest::mouseRelease(w, Qt::LeftButton, {}, to);
 }
 
 } // namespace ts

@@ -5,26 +5,24 @@
 const fs = require('fs');
 
 const [modulePath, stepsJson] = process.argv.slice(2);
-const steps = JSON.parse(stepsJson);
-
 const emit = (obj) => process.stdout.write(JSON.stringify(obj) + '\n');
-
-function describeError(e) {
-  return { name: e && e.constructor && e.constructor.name, message: e && e.message };
+const describeError = (e) => ({ name: e && e.constructor && e.constructor.name, message: e && e.message });
+// { ret } or { error } of a call.
+function attempt(fn) {
+  try {
+    return { ret: fn() };
+  } catch (e) {
+    return { error: describeError(e) };
+  }
 }
 
 // Blocks until the parent writes a line on stdin.
 function waitForLine() {
   const buf = Buffer.alloc(1);
   for (;;) {
-    let n;
-    try {
-      n = fs.readSync(0, buf, 0, 1, null);
-    } catch (e) {
-      if (e.code === 'EAGAIN') continue;
-      throw e;
-    }
-    if (n === 0 || buf[0] === 0x0a) return;
+    const n = attempt(() => fs.readSync(0, buf, 0, 1, null));
+    if (n.error && n.error.message.includes('EAGAIN')) continue;
+    if (n.error || n.ret === 0 || buf[0] === 0x0a) return;
   }
 }
 
@@ -45,79 +43,43 @@ const captureArgs = {
 };
 
 let captureIndex = 0;
-for (const step of steps) {
-  switch (step.op) {
-    case 'capture': {
-      const index = captureIndex++;
-      const calls = [];
-      const cb = function (...a) {
-        calls.push({ args: a, thisIsNull: this === null });
-      };
-      emit({ op: 'capturing', index });
-      let ret;
-      let error;
-      try {
-        ret = app.screenCapture(...captureArgs[step.args](cb));
-      } catch (e) {
-        error = describeError(e);
-      }
-      emit({ op: 'captured', index, ret, calls, error });
-      break;
-    }
-    case 'setClipboardUrl': {
-      let error;
-      let ret;
-      try {
-        ret = 'arg' in step ? app.setClipboardUrl(step.arg) : app.setClipboardUrl();
-      } catch (e) {
-        error = describeError(e);
-      }
-      emit({ op: 'setClipboardUrl', ret, error, retType: typeof ret });
-      break;
-    }
-    case 'getFilePathFromClipboard': {
-      const result = app.getFilePathFromClipboard();
-      emit({
-        op: 'getFilePathFromClipboard',
-        result,
-        keys: Object.keys(result),
-        arrays: [Array.isArray(result.fileList), Array.isArray(result.dirList)],
-      });
-      break;
-    }
-    case 'deleteScreenCapture': {
-      const ret = app.deleteScreenCapture(1, 2, 3);
-      emit({ op: 'deleteScreenCapture', retType: typeof ret });
-      break;
-    }
-    case 'foreignReceiver': {
-      // An object made from the prototype has no native half: the engine must refuse it.
-      const fake = Object.create(Main.prototype);
-      const errors = {};
-      for (const name of Object.getOwnPropertyNames(Main.prototype)) {
-        if (name === 'constructor') continue;
-        try {
-          Main.prototype[name].call(fake);
-          errors[name] = null;
-        } catch (e) {
-          errors[name] = describeError(e);
-        }
-      }
-      emit({ op: 'foreignReceiver', errors });
-      break;
-    }
-    case 'wait':
-      emit({ op: 'waiting' });
-      waitForLine();
-      emit({ op: 'resumed' });
-      break;
-    case 'exec':
-      emit({ op: 'exec' });
-      app.exec();
-      emit({ op: 'execReturned' });
-      break;
-    default:
-      throw new Error(`unknown step ${step.op}`);
-  }
-}
+const ops = {
+  capture(step) {
+    const index = captureIndex++;
+    const calls = [];
+    const cb = function (...args) {
+      calls.push({ args, thisIsNull: this === null });
+    };
+    emit({ op: 'capturing', index });
+    emit({ op: 'captured', index, calls, ...attempt(() => app.screenCapture(...captureArgs[step.args](cb))) });
+  },
+  setClipboardUrl(step) {
+    const r = attempt(() => ('arg' in step ? app.setClipboardUrl(step.arg) : app.setClipboardUrl()));
+    emit({ op: 'setClipboardUrl', ...r, retType: typeof r.ret });
+  },
+  getFilePathFromClipboard() {
+    const result = app.getFilePathFromClipboard();
+    emit({ op: 'getFilePathFromClipboard', result, keys: Object.keys(result), arrays: [Array.isArray(result.fileList), Array.isArray(result.dirList)] });
+  },
+  deleteScreenCapture() {
+    emit({ op: 'deleteScreenCapture', retType: typeof app.deleteScreenCapture(1, 2, 3) });
+  },
+  // An object made from the prototype has no native half: the engine must refuse it.
+  foreignReceiver() {
+    const fake = Object.create(Main.prototype);
+    const names = Object.getOwnPropertyNames(Main.prototype).filter((n) => n !== 'constructor');
+    emit({ op: 'foreignReceiver', errors: Object.fromEntries(names.map((n) => [n, attempt(() => Main.prototype[n].call(fake)).error || null])) });
+  },
+  wait() {
+    emit({ op: 'waiting' });
+    waitForLine();
+    emit({ op: 'resumed' });
+  },
+  exec() {
+    emit({ op: 'exec' });
+    app.exec();
+    emit({ op: 'execReturned' });
+  },
+};
+for (const step of JSON.parse(stepsJson)) ops[step.op](step);
 emit({ op: 'done' });

@@ -7,7 +7,9 @@ const path = require('path');
 const h = require('./harness');
 
 const LOG = '../src/QtGui/qapplication GetFilePathFromClipboard';
-const T = { timeout: 60000 };
+const T = { timeout: 90000 };
+const EMPTY = { fileList: [], dirList: [] };
+const count = (text, part) => text.split(part).length - 1;
 
 // Qt serves text/uri-list as CRLF-terminated lines.
 const uriList = async (env) => (await h.readClipboard(env, 'text/uri-list')).toString('latin1').split('\r\n').filter(Boolean);
@@ -19,55 +21,65 @@ test('clipboard file URLs', async (t) => {
     await x.stop();
     fs.rmSync(dir, { recursive: true, force: true });
   });
-  // Runs the steps in a child (killed with the test) until it prints `until`.
-  async function runSteps(t, steps, until = 'done') {
+  // A child running `steps`, killed with the test; pause(n) waits for its n-th 'wait' step.
+  function start(t, steps) {
     const child = h.spawnChild(x.env, steps);
     t.after(() => child.kill());
-    await child.waitFor((l) => l.op === until);
-    return child;
+    const pause = (n) => h.eventually(() => assert.equal(child.events('waiting').length, n), { timeout: 20000 });
+    return { child, pause };
   }
   const holdText = (t, text) => h.holdClipboard(x.env, 'UTF8_STRING', text).then((holder) => (t.after(() => holder.kill()), holder));
 
-  await t.test('setClipboardUrl with a non-string throws TypeError and leaves the clipboard alone', T, async (t) => {
+  await t.test('the process own calls: receiver checks, bad arguments, setClipboardUrl then read back', T, async (t) => {
+    const file = path.join(dir, 'own.txt');
+    fs.writeFileSync(file, 'x');
+    const get = { op: 'getFilePathFromClipboard' };
+    const set = (arg) => ({ op: 'setClipboardUrl', arg });
+    const { child, pause } = start(t, [
+      get, { op: 'foreignReceiver' }, { op: 'deleteScreenCapture' }, { op: 'wait' },
+      set(42), { op: 'setClipboardUrl' }, set(null), { op: 'wait' },
+      set(file), get, set(dir), get, { op: 'wait' },
+      set('/tmp/\u00e9.png'), { op: 'exec' },
+    ]);
+    await pause(1);
+    // An empty clipboard gives two empty lists, in this order.
+    const [empty] = child.events('getFilePathFromClipboard');
+    assert.deepEqual([empty.result, empty.keys, empty.arrays], [EMPTY, ['fileList', 'dirList'], [true, true]]);
+    assert.ok(child.stderr.includes(`${LOG} 211 : no url in clipboard.`), child.stderr);
+    // An object made from the prototype has no native half: every method refuses it.
+    const { errors } = child.events('foreignReceiver')[0];
+    assert.deepEqual(Object.keys(errors), ['exec', 'screenCapture', 'getFilePathFromClipboard', 'deleteScreenCapture', 'setClipboardUrl']);
+    for (const [name, e] of Object.entries(errors)) assert.equal(e && e.name, 'TypeError', name);
+    assert.equal(child.events('deleteScreenCapture')[0].retType, 'undefined');
+
+    // setClipboardUrl with a non-string throws TypeError and leaves the clipboard alone.
     const holder = await holdText(t, 'known text');
-    const child = await runSteps(t, [{ op: 'setClipboardUrl', arg: 42 }, { op: 'setClipboardUrl' }, { op: 'setClipboardUrl', arg: null }, { op: 'exec' }], 'exec');
+    child.send();
+    await pause(2);
     const calls = child.events('setClipboardUrl');
     assert.equal(calls.length, 3);
     for (const c of calls) assert.deepEqual(c.error, { name: 'TypeError', message: 'Wrong arguments' });
     assert.ok(holder.alive, 'the clipboard owner must not have lost the clipboard');
     assert.equal((await h.readClipboard(x.env, 'UTF8_STRING')).toString(), 'known text');
     assert.ok(!(await h.clipboardTargets(x.env)).includes('text/uri-list'));
-  });
 
-  await t.test('setClipboardUrl puts "file:///" + path on the clipboard while the process runs', T, async (t) => {
-    const holder = await holdText(t, 'old contents');
-    const child = await runSteps(t, [{ op: 'setClipboardUrl', arg: '/tmp/a.png' }, { op: 'exec' }], 'exec');
-    const r = child.events('setClipboardUrl')[0];
-    assert.equal(r.error, undefined);
-    assert.equal(r.retType, 'undefined');
-    assert.deepEqual(await uriList(x.env), ['file:////tmp/a.png']);
-    // Earlier contents are dropped: the previous owner lost the clipboard.
+    // A path becomes "file:///" + path (see below); earlier contents are dropped. Read back in
+    // the same process, the fourth slash survives as a leading "//", which still names the file.
+    child.send();
+    await pause(3);
+    assert.deepEqual([child.events('setClipboardUrl')[3].error, child.events('setClipboardUrl')[3].retType], [undefined, 'undefined']);
     assert.ok(await h.waitUntil(() => !holder.alive), 'previous owner should have lost the clipboard');
-    // Served by the child: gone when it exits.
-    await child.kill();
-    assert.deepEqual(await h.clipboardTargets(x.env), []);
-  });
-
-  await t.test('setClipboardUrl reads the path bytes as Latin-1 and always prefixes', T, async (t) => {
-    await runSteps(t, [{ op: 'setClipboardUrl', arg: '/tmp/\u00e9.png' }, { op: 'exec' }], 'exec');
-    // é is C3 A9 in UTF-8; read as Latin-1 that is "Ã©", percent-encoded as UTF-8 again.
-    assert.deepEqual(await uriList(x.env), ['file:////tmp/%C3%83%C2%A9.png']);
-  });
-
-  await t.test('setClipboardUrl then getFilePathFromClipboard in one process', T, async (t) => {
-    const file = path.join(dir, 'own.txt');
-    fs.writeFileSync(file, 'x');
-    const get = { op: 'getFilePathFromClipboard' };
-    const child = await runSteps(t, [{ op: 'setClipboardUrl', arg: file }, get, { op: 'setClipboardUrl', arg: dir }, get]);
-    const [first, second] = child.events('getFilePathFromClipboard');
-    // The fourth slash survives as a leading "//", which still names the same file.
+    const [, first, second] = child.events('getFilePathFromClipboard');
     assert.deepEqual(first.result, { fileList: ['/' + file], dirList: [] });
     assert.deepEqual(second.result, { fileList: [], dirList: ['/' + dir] });
+
+    // The path bytes are read as Latin-1: é (C3 A9 in UTF-8) becomes "Ã©", percent-encoded as
+    // UTF-8 again. The clipboard is served by the process: gone when it exits.
+    child.send();
+    await child.waitFor((l) => l.op === 'exec');
+    assert.deepEqual(await uriList(x.env), ['file:////tmp/%C3%83%C2%A9.png']);
+    await child.kill();
+    assert.deepEqual(await h.clipboardTargets(x.env), []);
   });
 
   await t.test('getFilePathFromClipboard sorts URLs from another program into files and directories', T, async (t) => {
@@ -81,24 +93,22 @@ test('clipboard file URLs', async (t) => {
     urls.push('https://example.invalid/remote.txt');
     const holder = await h.holdClipboard(x.env, 'text/uri-list', urls.join('\r\n') + '\r\n');
     t.after(() => holder.kill());
-    const child = await runSteps(t, [{ op: 'getFilePathFromClipboard' }]);
-    const got = child.events('getFilePathFromClipboard')[0];
-    assert.deepEqual(got.keys, ['fileList', 'dirList']);
-    assert.deepEqual(got.result, { fileList: [fileB, fileA], dirList: [subB, subA, link] });
+    const { child } = start(t, [{ op: 'getFilePathFromClipboard' }]);
+    await child.exited;
+    assert.deepEqual(child.events('getFilePathFromClipboard')[0].result, { fileList: [fileB, fileA], dirList: [subB, subA, link] });
     const log = child.stderr;
     assert.ok(log.includes(`${LOG} 192 : ${JSON.stringify(fileA)}`), log);
     assert.ok(log.includes(`${LOG} 192 : ${JSON.stringify(missing)}`), log);
     // The missing file and the remote URL are both skipped.
-    assert.equal(log.split(`${LOG} 205 : others, skip it.`).length - 1, 2, log);
+    assert.equal(count(log, `${LOG} 205 : others, skip it.`), 2, log);
     assert.ok(!log.includes('no url in clipboard.'), log);
-  });
 
-  await t.test('plain text on the clipboard gives two empty lists', T, async (t) => {
+    // Plain text: two empty lists.
+    await holder.kill();
     await holdText(t, '/etc/hostname');
-    const child = await runSteps(t, [{ op: 'getFilePathFromClipboard' }]);
-    assert.deepEqual(child.events('getFilePathFromClipboard')[0].result, { fileList: [], dirList: [] });
-    await child.exited;
-    assert.ok(child.stderr.includes(`${LOG} 211 : no url in clipboard.`), child.stderr);
-    assert.ok(!child.stderr.includes(`${LOG} 192`), child.stderr);
+    const text = start(t, [{ op: 'getFilePathFromClipboard' }]).child;
+    await text.exited;
+    assert.deepEqual(text.events('getFilePathFromClipboard')[0].result, EMPTY);
+    assert.ok(text.stderr.includes(`${LOG} 211 : no url in clipboard.`) && !text.stderr.includes(`${LOG} 192`), text.stderr);
   });
 });

@@ -6,27 +6,27 @@ const { spawn, execFile } = require('child_process');
 const fs = require('fs');
 const os = require('os');
 const path = require('path');
-const { writePng, readPng } = require('./png');
+const { PNG } = require('pngjs');
 
 const ROOT = path.resolve(__dirname, '..', '..');
 const MODULE_PATH = process.env.SCREENCAPTURE_MODULE || path.join(ROOT, 'build', 'screencapture.node');
-const CHILD_SCRIPT = path.join(__dirname, 'child.js');
-const LAYOUT_PROBE = path.join(ROOT, 'build', 'layoutprobe');
-const ANNOTREF = path.join(ROOT, 'build', 'annotref');
 const OVERLAY_TITLE = 'Diagramscene';
 
 const sleep = (ms) => new Promise((r) => setTimeout(r, ms));
+const readPng = (buf) => {
+  const { width, height, data } = PNG.sync.read(buf);
+  return { width, height, data };
+};
+const writePng = (width, height, data) => PNG.sync.write({ width, height, data });
 
 // Retries an async check until it stops throwing; rethrows its last error after `timeout` ms.
 async function eventually(check, { timeout = 4000, interval = 150 } = {}) {
-  const end = Date.now() + timeout;
-  for (;;) {
+  for (const end = Date.now() + timeout; ; await sleep(interval)) {
     try {
       return await check();
     } catch (e) {
       if (Date.now() >= end) throw e;
     }
-    await sleep(interval);
   }
 }
 
@@ -44,34 +44,22 @@ function track(proc) {
   proc.once('exit', () => live.delete(proc));
   return proc;
 }
-process.once('exit', () => {
-  for (const p of live) {
-    try {
-      p.kill('SIGKILL');
-    } catch {}
-  }
-});
+process.once('exit', () => live.forEach((p) => p.kill('SIGKILL')));
 
 function run(cmd, args, { env, input, timeout = 15000, encoding = 'buffer' } = {}) {
   return new Promise((resolve, reject) => {
-    const child = execFile(cmd, args, { env, timeout, encoding, maxBuffer: 256 * 1024 * 1024 }, (err, stdout, stderr) => {
-      if (err) reject(Object.assign(err, { stdout, stderr }));
-      else resolve(stdout);
-    });
+    const child = execFile(cmd, args, { env, timeout, encoding, maxBuffer: 256 << 20 }, (err, stdout, stderr) =>
+      err ? reject(Object.assign(err, { stdout, stderr })) : resolve(stdout));
     if (input !== undefined) child.stdin.end(input);
   });
 }
 
 // Resolves to the exit status; never rejects on a non-zero status.
-function runStatus(cmd, args, opts = {}) {
-  return run(cmd, args, opts).then(
-    (stdout) => ({ status: 0, stdout }),
-    (err) => {
-      if (typeof err.code !== 'number') throw err;
-      return { status: err.code, stdout: err.stdout, stderr: err.stderr };
-    },
-  );
-}
+const runStatus = (cmd, args, opts = {}) =>
+  run(cmd, args, opts).then((stdout) => ({ status: 0, stdout }), (err) => {
+    if (typeof err.code !== 'number') throw err;
+    return { status: err.code, stdout: err.stdout, stderr: err.stderr };
+  });
 
 // Hidden key on env objects: lets helpers register children with their server.
 const CHILDREN = Symbol('children');
@@ -80,46 +68,32 @@ const CHILDREN = Symbol('children');
 async function startXvfb({ width = 1280, height = 800, timeout = 10000 } = {}) {
   const runtime = fs.mkdtempSync(path.join(os.tmpdir(), 'sc-xvfb-'));
   fs.chmodSync(runtime, 0o700);
-  const xvfb = track(
-    spawn('Xvfb', ['-displayfd', '3', '-screen', '0', `${width}x${height}x24`, '-nolisten', 'tcp', '-noreset'], {
-      stdio: ['ignore', 'ignore', 'pipe', 'pipe'],
-    }),
-  );
+  const args = ['-displayfd', '3', '-screen', '0', `${width}x${height}x24`, '-nolisten', 'tcp', '-noreset'];
+  const xvfb = track(spawn('Xvfb', args, { stdio: ['ignore', 'ignore', 'pipe', 'pipe'] }));
   let log = '';
   xvfb.stderr.on('data', (d) => (log += d));
   const display = await new Promise((resolve, reject) => {
     let text = '';
     const timer = setTimeout(() => reject(new Error(`Xvfb did not start:\n${log}`)), timeout);
-    xvfb.stdio[3].on('data', (d) => {
-      text += d;
-      if (text.includes('\n')) {
-        clearTimeout(timer);
-        resolve(':' + text.trim());
-      }
-    });
-    xvfb.once('exit', (code) => {
-      clearTimeout(timer);
-      reject(new Error(`Xvfb exited with ${code}:\n${log}`));
-    });
+    xvfb.stdio[3].on('data', (d) => (text += d).includes('\n') && (clearTimeout(timer), resolve(':' + text.trim())));
+    xvfb.once('exit', (code) => (clearTimeout(timer), reject(new Error(`Xvfb exited with ${code}:\n${log}`))));
   });
   xvfb.removeAllListeners('exit');
   const env = { ...process.env, DISPLAY: display, XDG_RUNTIME_DIR: runtime, QT_QPA_PLATFORM: 'xcb' };
   delete env.WAYLAND_DISPLAY;
   delete env.QT_MESSAGE_PATTERN; // log lines are matched verbatim
   const children = (env[CHILDREN] = new Set());
+  const running = () => xvfb.exitCode === null && xvfb.signalCode === null;
   return {
-    display,
-    width,
-    height,
-    env,
+    display, width, height, env,
     async stop() {
       for (const c of children) await c.kill();
       children.clear();
-      if (xvfb.exitCode === null && xvfb.signalCode === null) {
+      if (running()) {
         const gone = new Promise((r) => xvfb.once('exit', r));
         xvfb.kill('SIGTERM');
         await Promise.race([gone, sleep(3000)]);
-        if (xvfb.exitCode === null && xvfb.signalCode === null) xvfb.kill('SIGKILL');
+        if (running()) xvfb.kill('SIGKILL');
       }
       fs.rmSync(runtime, { recursive: true, force: true });
     },
@@ -150,20 +124,13 @@ function pixelAt(img, x, y) {
 }
 
 const sameRgb = (a, b, tol = 0) => [0, 1, 2].every((i) => Math.abs(a[i] - b[i]) <= tol);
-
-function cropImage(img, x, y, w, h) {
-  const data = Buffer.alloc(w * h * 4);
-  for (let row = 0; row < h; row++) img.data.copy(data, row * w * 4, ((y + row) * img.width + x) * 4, ((y + row) * img.width + x + w) * 4);
-  return { width: w, height: h, data };
-}
+const cropImage = (img, x, y, w, h) => image(w, h, (px, py) => pixelAt(img, x + px, y + py));
 
 // Each pixel's colour encodes its own position, so any crop reveals where it came from.
 // variant changes every pixel, so two patterns never share a colour at one spot.
 function patternPixel(x, y, variant = 0) {
-  const r = x & 0xff;
-  const g = y & 0xff;
-  const b = (((x >> 8) & 0xf) << 4) | ((y >> 8) & 0xf);
-  return variant ? [r ^ 0xa5, g ^ 0x5a, b ^ 0xff] : [r, g, b];
+  const rgb = [x & 0xff, y & 0xff, (((x >> 8) & 0xf) << 4) | ((y >> 8) & 0xf)];
+  return variant ? [rgb[0] ^ 0xa5, rgb[1] ^ 0x5a, rgb[2] ^ 0xff] : rgb;
 }
 
 // Inverse of patternPixel (for x, y < 4096).
@@ -175,10 +142,7 @@ function patternPosition([r, g, b], variant = 0) {
 const makePatternImage = (width, height, variant = 0) => image(width, height, (x, y) => patternPixel(x, y, variant));
 
 // Source-over of a solid colour with alpha onto an opaque pixel, in 8 bits.
-function blend(src, [r, g, b, a]) {
-  const f = a / 255;
-  return [0, 1, 2].map((i) => Math.round([r, g, b][i] * f + src[i] * (1 - f)));
-}
+const blend = (src, [r, g, b, a]) => [r, g, b].map((c, i) => Math.round(c * (a / 255) + src[i] * (1 - a / 255)));
 
 // Compares an image with expectedAt(x, y) → [r, g, b] pixel by pixel; skip(x, y) ignores a
 // pixel. Returns { checked, bad, first: [{x, y, got, want}] }.
@@ -188,8 +152,7 @@ function comparePixels(img, expectedAt, { tolerance = 2, skip = () => false, max
     for (let x = 0; x < img.width; x++) {
       if (skip(x, y)) continue;
       r.checked++;
-      const want = expectedAt(x, y);
-      const got = pixelAt(img, x, y);
+      const [want, got] = [expectedAt(x, y), pixelAt(img, x, y)];
       if (!sameRgb(got, want, tolerance) && r.bad++ < maxReport) r.first.push({ x, y, got, want });
     }
   }
@@ -225,16 +188,13 @@ function boundingBox(img, pred) {
 // or null: long runs single out drawn frames and panels from stray pixels of that colour.
 function findRunsBox(img, colour, { tol = 3, minRun = 40 } = {}) {
   let [x0, y0, x1, y1] = [Infinity, Infinity, -1, -1];
-  const d = img.data;
   for (let y = 0; y < img.height; y++) {
-    let start = -1;
-    for (let x = 0, o = y * img.width * 4; x <= img.width; x++, o += 4) {
-      const hit = x < img.width && Math.abs(d[o] - colour[0]) <= tol && Math.abs(d[o + 1] - colour[1]) <= tol && Math.abs(d[o + 2] - colour[2]) <= tol;
+    for (let x = 0, start = -1; x <= img.width; x++) {
+      const hit = x < img.width && sameRgb(pixelAt(img, x, y), colour, tol);
       if (hit && start < 0) start = x;
-      if (!hit && start >= 0) {
-        if (x - start >= minRun) [x0, y0, x1, y1] = [Math.min(x0, start), Math.min(y0, y), Math.max(x1, x - 1), Math.max(y1, y)];
-        start = -1;
-      }
+      if (hit || start < 0) continue;
+      if (x - start >= minRun) [x0, y0, x1, y1] = [Math.min(x0, start), Math.min(y0, y), Math.max(x1, x - 1), Math.max(y1, y)];
+      start = -1;
     }
   }
   return x1 < 0 ? null : { x: x0, y: y0, w: x1 - x0 + 1, h: y1 - y0 + 1 };
@@ -271,22 +231,20 @@ async function shotUntil(env, check, { timeout = 3000 } = {}) {
 // even when it worked, so success is judged by a screenshot.
 async function setRootPattern(displayOrEnv, picture) {
   const env = typeof displayOrEnv === 'string' ? { ...process.env, DISPLAY: displayOrEnv } : displayOrEnv;
-  let file = picture;
-  if (typeof picture !== 'string') {
-    file = path.join(fs.mkdtempSync(path.join(os.tmpdir(), 'sc-root-')), 'root.png');
-    fs.writeFileSync(file, writePng(picture.width, picture.height, picture.data));
-  }
+  const want = typeof picture === 'string' ? readPng(fs.readFileSync(picture)) : picture;
+  const dir = fs.mkdtempSync(path.join(os.tmpdir(), 'sc-root-'));
   try {
-    const want = readPng(fs.readFileSync(file));
+    const file = path.join(dir, 'root.png');
+    fs.writeFileSync(file, writePng(want.width, want.height, want.data));
     await runStatus('display', ['-window', 'root', file], { env, timeout: 20000 });
     const sample = (x, y) => x % 41 || y % 37 || x >= want.width || y >= want.height; // skip all but a grid
     const shown = await shotUntil(env, (shot) => ({
       ok: comparePixels(shot, (x, y) => pixelAt(want, x, y), { tolerance: 0, skip: sample, maxReport: 0 }).bad === 0,
     }), { timeout: 4000 });
-    if (!shown.ok) throw new Error(`root window does not show ${file}`);
+    if (!shown.ok) throw new Error('root window does not show the picture');
     return shown.shot;
   } finally {
-    if (file !== picture) fs.rmSync(path.dirname(file), { recursive: true, force: true });
+    fs.rmSync(dir, { recursive: true, force: true });
   }
 }
 
@@ -294,7 +252,8 @@ async function setRootPattern(displayOrEnv, picture) {
 
 // Runs tests/e2e/child.js with a list of steps (see there); its stdout is JSON lines.
 function spawnChild(env, steps) {
-  const proc = track(spawn(process.execPath, [CHILD_SCRIPT, MODULE_PATH, JSON.stringify(steps)], { env, cwd: os.tmpdir(), stdio: 'pipe' }));
+  const args = [path.join(__dirname, 'child.js'), MODULE_PATH, JSON.stringify(steps)];
+  const proc = track(spawn(process.execPath, args, { env, cwd: os.tmpdir(), stdio: 'pipe' }));
   const handle = { proc, lines: [], stderr: '', exitCode: undefined, signal: undefined };
   const waiters = new Set();
   const notify = () => waiters.forEach((w) => w());
@@ -311,26 +270,14 @@ function spawnChild(env, steps) {
     }
     notify();
   });
-  proc.stderr.on('data', (d) => {
-    handle.stderr += d;
-    notify();
-  });
+  proc.stderr.on('data', (d) => ((handle.stderr += d), notify()));
   proc.stdin.on('error', () => {});
-  handle.exited = new Promise((resolve) => {
-    proc.once('exit', (code, signal) => {
-      Object.assign(handle, { exitCode: code, signal });
-      notify();
-      resolve({ code, signal });
-    });
-  });
+  handle.exited = new Promise((resolve) =>
+    proc.once('exit', (code, signal) => (Object.assign(handle, { exitCode: code, signal }), notify(), resolve({ code, signal }))));
   // Resolves with found() once it is truthy; rejects on exit or timeout.
   const until = (found, what, timeout) =>
     new Promise((resolve, reject) => {
-      const done = (fn, v) => {
-        clearTimeout(timer);
-        waiters.delete(check);
-        fn(v);
-      };
+      const done = (fn, v) => (clearTimeout(timer), waiters.delete(check), fn(v));
       const fail = (why) => done(reject, new Error(`${why} ${what}; lines: ${JSON.stringify(handle.lines)}; stderr:\n${handle.stderr}`));
       const check = () => {
         const hit = found();
@@ -386,17 +333,9 @@ const mouseup = (env, button = 1) => xdotool(env, ['mouseup', button]);
 const click = (env, button = 1) => xdotool(env, ['click', button]);
 const key = (env, ...keys) => xdotool(env, ['key', ...keys]);
 const type = (env, text) => xdotool(env, ['type', '--delay', '20', text]);
-
-async function clickAt(env, x, y, button = 1) {
-  await mousemove(env, x, y);
-  await click(env, button);
-}
-
+const clickAt = (env, x, y, button = 1) => xdotool(env, ['mousemove', x, y, 'click', button]);
 // Two clicks 80 ms apart, well inside Qt's double-click interval.
-async function doubleClickAt(env, x, y) {
-  await mousemove(env, x, y);
-  await xdotool(env, ['click', '--repeat', '2', '--delay', '80', '1']);
-}
+const doubleClickAt = (env, x, y) => xdotool(env, ['mousemove', x, y, 'click', '--repeat', '2', '--delay', '80', '1']);
 
 // Points from a to b every `step` pixels or less, a and b included.
 function linePoints(a, b, step = 6) {
@@ -433,14 +372,10 @@ const visibleOverlays = (env) => findWindows(env, OVERLAY_TITLE);
 
 // Id of the first visible window whose name matches `name` (a regular expression for xdotool).
 async function waitForWindowNamed(env, name, { timeout = 10000, child } = {}) {
-  const end = Date.now() + timeout;
-  while (Date.now() < end) {
+  for (const end = Date.now() + timeout; Date.now() < end; await sleep(50)) {
     const ids = await findWindows(env, name);
     if (ids.length) return ids[0];
-    if (child && child.exitCode !== undefined) {
-      throw new Error(`capture process exited (${child.exitCode}/${child.signal}) before ${name} showed; stderr:\n${child.stderr}`);
-    }
-    await sleep(50);
+    if (child && child.exitCode !== undefined) throw new Error(`capture process exited (${child.exitCode}/${child.signal}) before ${name} showed; stderr:\n${child.stderr}`);
   }
   throw new Error(`no visible window named ${JSON.stringify(name)} within ${timeout} ms` + (child ? `; stderr:\n${child.stderr}` : ''));
 }
@@ -459,14 +394,9 @@ async function waitForWhite(env, x, y, open, { timeout = 5000 } = {}) {
 
 // ---------- clipboard ----------
 
-function readClipboard(env, target = 'UTF8_STRING') {
-  return run('xclip', ['-selection', 'clipboard', '-t', target, '-o'], { env, timeout: 10000 });
-}
+const readClipboard = (env, target = 'UTF8_STRING') => run('xclip', ['-selection', 'clipboard', '-t', target, '-o'], { env, timeout: 10000 });
 
-async function clipboardTargets(env) {
-  const r = await runStatus('xclip', ['-selection', 'clipboard', '-t', 'TARGETS', '-o'], { env, encoding: 'utf8', timeout: 10000 });
-  return r.status === 0 ? String(r.stdout).split('\n').filter(Boolean) : [];
-}
+const clipboardTargets = (env) => readClipboard(env, 'TARGETS').then((out) => String(out).split('\n').filter(Boolean), () => []);
 
 // An xclip process owning the clipboard with `data` under `target` until kill().
 async function holdClipboard(env, target, data, { timeout = 10000 } = {}) {
@@ -477,12 +407,7 @@ async function holdClipboard(env, target, data, { timeout = 10000 } = {}) {
     get alive() {
       return proc.exitCode === null && proc.signalCode === null;
     },
-    async kill() {
-      if (handle.alive) {
-        proc.kill('SIGKILL');
-        await exited;
-      }
-    },
+    kill: async () => handle.alive && (proc.kill('SIGKILL'), await exited),
   };
   if (env[CHILDREN]) env[CHILDREN].add(handle);
   const serves = async () => {
@@ -504,7 +429,7 @@ const probeCache = new Map();
 async function layoutProbe(env) {
   const k = `${env.DISPLAY}|${env.QT_SCALE_FACTOR || ''}`;
   if (!probeCache.has(k)) {
-    const out = await run(LAYOUT_PROBE, [], { env, encoding: 'utf8', timeout: 20000 });
+    const out = await run(path.join(ROOT, 'build', 'layoutprobe'), [], { env, encoding: 'utf8', timeout: 20000 });
     probeCache.set(k, JSON.parse(out.trim().split('\n').pop()));
   }
   return probeCache.get(k);
@@ -514,9 +439,7 @@ async function layoutProbe(env) {
 // selecting = the toolbar right after the region was dragged; toolbar and popup = once a tool
 // with that popup is chosen.
 function toolPlacement(layout, region, width, height, popup = 'linePopup') {
-  const TW = layout.toolbar.size.w;
-  const T = layout.toolbar.size.h;
-  const P = layout[popup].size.h;
+  const [TW, T, P] = [layout.toolbar.size.w, layout.toolbar.size.h, layout[popup].size.h];
   const right = region.x + region.w;
   const y = region.y + region.h;
   let L = right - TW;
@@ -537,8 +460,7 @@ function toolPlacement(layout, region, width, height, popup = 'linePopup') {
 async function buttonLooksChecked(env, at, scale) {
   const side = Math.trunc(16 * scale);
   const shot = await screenshot(env, at.x - (side >> 1), at.y - (side >> 1), side, side);
-  const light = boundingBox(shot, (rgb) => sameRgb(rgb, [0xdc, 0xeb, 0xfd], 8));
-  return Boolean(light && light.count > (side * side) / 3);
+  return (boundingBox(shot, (rgb) => sameRgb(rgb, [0xdc, 0xeb, 0xfd], 8))?.count || 0) > (side * side) / 3;
 }
 
 function toolButton(layout, bar, name) {
@@ -554,7 +476,7 @@ async function renderReference(env, base, origin, items) {
   try {
     const [inFile, outFile] = [path.join(dir, 'in.png'), path.join(dir, 'out.png')];
     fs.writeFileSync(inFile, writePng(base.width, base.height, base.data));
-    await run(ANNOTREF, [inFile, outFile, JSON.stringify({ origin, items })], { env, timeout: 20000 });
+    await run(path.join(ROOT, 'build', 'annotref'), [inFile, outFile, JSON.stringify({ origin, items })], { env, timeout: 20000 });
     return readPng(fs.readFileSync(outFile));
   } finally {
     fs.rmSync(dir, { recursive: true, force: true });
@@ -576,14 +498,10 @@ function compareWithReference(got, want, base, { colours = [], aaTolerance = 0, 
       for (let ny = Math.max(0, y - 1); ny <= Math.min(h - 1, y + 1); ny++) blended.fill(1, ny * w + Math.max(0, x - 1), ny * w + Math.min(w, x + 2));
     }
   }
-  const r = comparePixels(got, (x, y) => pixelAt(want, x, y), { tolerance: 0, skip: (x, y) => skip(x, y) || blended[y * w + x] });
-  r.exact = r.checked;
-  const aa = comparePixels(got, (x, y) => pixelAt(want, x, y), { tolerance: aaTolerance, skip: (x, y) => skip(x, y) || !blended[y * w + x] });
-  r.blended = aa.checked;
-  r.checked += aa.checked;
-  r.bad += aa.bad;
-  r.first.push(...aa.first);
-  return r;
+  const expected = (x, y) => pixelAt(want, x, y);
+  const r = comparePixels(got, expected, { tolerance: 0, skip: (x, y) => skip(x, y) || blended[y * w + x] });
+  const aa = comparePixels(got, expected, { tolerance: aaTolerance, skip: (x, y) => skip(x, y) || !blended[y * w + x] });
+  return { exact: r.checked, blended: aa.checked, checked: r.checked + aa.checked, bad: r.bad + aa.bad, first: [...r.first, ...aa.first] };
 }
 
 module.exports = {

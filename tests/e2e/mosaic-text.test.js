@@ -7,7 +7,7 @@ const h = require('./harness');
 
 const W = 1920;
 const H = 1080;
-const T = { timeout: 60000 };
+const T = { timeout: 300000 };
 const BLUE = [0, 0xb4, 0xff];
 // Left of SPLIT the background is noise (so block averages differ from the pixels), right of
 // it a smooth warm gradient (nothing blue in it, so text pixels are easy to pick out).
@@ -28,50 +28,25 @@ function background(x, y) {
 // cell takes the truncated mean of its pixels per channel; the partial strips at the right
 // and bottom keep their own pixels.
 function pixelate(crop, block) {
-  const out = { width: crop.width, height: crop.height, data: Buffer.from(crop.data) };
-  const cols = Math.floor(crop.width / block);
-  const rows = Math.floor(crop.height / block);
-  for (let by = 0; by < rows; by++) {
-    for (let bx = 0; bx < cols; bx++) {
-      const sum = [0, 0, 0];
-      for (let y = by * block; y < (by + 1) * block; y++) {
-        for (let x = bx * block; x < (bx + 1) * block; x++) {
-          const o = (y * crop.width + x) * 4;
-          for (let c = 0; c < 3; c++) sum[c] += crop.data[o + c];
-        }
-      }
-      const mean = sum.map((v) => Math.floor(v / (block * block)));
-      for (let y = by * block; y < (by + 1) * block; y++) {
-        for (let x = bx * block; x < (bx + 1) * block; x++) {
-          const o = (y * crop.width + x) * 4;
-          for (let c = 0; c < 3; c++) out.data[o + c] = mean[c];
-        }
-      }
-    }
-  }
-  return out;
+  const means = new Map();
+  const mean = (bx, by) => [0, 1, 2].map((c) => {
+    let sum = 0;
+    for (let y = by * block; y < (by + 1) * block; y++) for (let x = bx * block; x < (bx + 1) * block; x++) sum += h.pixelAt(crop, x, y)[c];
+    return Math.floor(sum / (block * block));
+  });
+  return h.image(crop.width, crop.height, (x, y) => {
+    const [bx, by] = [Math.floor(x / block), Math.floor(y / block)];
+    if ((bx + 1) * block > crop.width || (by + 1) * block > crop.height) return h.pixelAt(crop, x, y);
+    if (!means.has(by * 10000 + bx)) means.set(by * 10000 + bx, mean(bx, by));
+    return means.get(by * 10000 + bx);
+  });
 }
 
-// Longest horizontal and vertical runs of pixels for which pred(x, y) holds.
-function longestRuns(img, pred) {
-  let horizontal = 0;
-  let vertical = 0;
-  const col = new Array(img.width).fill(0);
-  for (let y = 0; y < img.height; y++) {
-    let run = 0;
-    for (let x = 0; x < img.width; x++) {
-      if (pred(x, y)) {
-        run++;
-        col[x]++;
-      } else {
-        run = 0;
-        col[x] = 0;
-      }
-      horizontal = Math.max(horizontal, run);
-      vertical = Math.max(vertical, col[x]);
-    }
-  }
-  return { horizontal, vertical };
+// Longest vertical run of pixels for which pred(x, y) holds.
+function longestColumn(img, pred) {
+  let best = 0;
+  for (let x = 0; x < img.width; x++) for (let y = 0, run = 0; y < img.height; y++) best = Math.max(best, (run = pred(x, y) ? run + 1 : 0));
+  return best;
 }
 
 test('mosaic and text annotations', async (t) => {
@@ -165,22 +140,6 @@ test('mosaic and text annotations', async (t) => {
     const expected = (px, py) => h.pixelAt(covered[py * R.w + px] ? pixelated : ses.crop, px, py);
     const cmp = h.comparePixels(img, expected, { tolerance: 0 });
     assert.equal(cmp.bad, 0, h.diffText(cmp));
-
-    // The partial strips are untouched even under the strokes.
-    for (let py = 51; py < 69; py++) for (let px = R.w - (R.w % block); px < R.w; px++) assert.deepEqual(h.pixelAt(img, px, py), h.pixelAt(ses.crop, px, py));
-    for (let py = R.h - (R.h % block); py < R.h; py++) for (let px = 191; px < 209; px++) assert.deepEqual(h.pixelAt(img, px, py), h.pixelAt(ses.crop, px, py));
-
-    // Measured from the picture alone: the changed pixels around each one-pixel stroke form
-    // a (side + 1) × side box; the long row stroke is side pixels high.
-    const changedIn = (x0, y0, x1, y1) =>
-      h.boundingBox(img, (rgb, px, py) => px >= x0 && py >= y0 && px < x1 && py < y1 && !h.sameRgb(rgb, h.pixelAt(ses.crop, px, py)));
-    const row = changedIn(0, 0, R.w, 120);
-    assert.equal(row.h, widths[0] * 3, JSON.stringify(row));
-    for (const st of strokes.slice(2)) {
-      const [cx, cy] = st.pts[0];
-      const box = changedIn(cx - 60, cy - 60, cx + 60, cy + 60);
-      assert.deepEqual([box.w, box.h], [st.side + 1, st.side], `brush of width ${st.side / 3}: ${JSON.stringify(box)}`);
-    }
   });
 
   await t.test('text: typed in place, Enter keeps the capture, the font popup restyles it, no frame in the result', T, async (t) => {
@@ -198,19 +157,11 @@ test('mosaic and text annotations', async (t) => {
       return b > 200 && g > 120 && r < 60;
     };
     // The frame's top and bottom edges are the only long horizontal runs of text colour.
-    const frameRows = (img) => {
-      const rows = [];
-      for (let py = 0; py < img.height; py++) {
-        let run = 0;
-        let best = 0;
-        for (let qx = 0; qx < img.width; qx++) {
-          run = isBlue(img)(qx, py) ? run + 1 : 0;
-          best = Math.max(best, run);
-        }
-        if (best >= 100) rows.push(py);
-      }
-      return rows;
-    };
+    const frameRows = (img) => [...Array(img.height).keys()].filter((py) => {
+      let [run, best] = [0, 0];
+      for (let qx = 0; qx < img.width; qx++) best = Math.max(best, (run = isBlue(img)(qx, py) ? run + 1 : 0));
+      return best >= 60;
+    });
     const ongoing = async (what) => {
       assert.equal(ses.child.events('captured').length, 0, what);
       assert.equal((await h.visibleOverlays(x.env)).length, 1, what);
@@ -265,8 +216,8 @@ test('mosaic and text annotations', async (t) => {
     const solid = h.boundingBox(img, (rgb) => h.sameRgb(rgb, BLUE));
     assert.ok(solid && solid.count >= 200, `${solid && solid.count} pixels in exactly #00B4FF`);
     assert.equal(h.boundingBox(img, ([r, g, b]) => r > 200 && g < 60 && b < 60), null, 'nothing is left in the default red');
-    const runs = longestRuns(img, isBlue(img));
-    assert.ok(runs.horizontal < 60 && runs.vertical < px, `no frame and no cursor: longest runs ${JSON.stringify(runs)}`);
+    assert.deepEqual(frameRows(img), [], 'no frame');
+    assert.ok(longestColumn(img, isBlue(img)) < px, 'no cursor');
   });
 
   await t.test('undo across a mosaic, a text and an arrow removes them newest first', T, async (t) => {
@@ -292,6 +243,7 @@ test('mosaic and text annotations', async (t) => {
       assert.equal(outside, null);
       assert.equal(await h.buttonLooksChecked(x.env, undo, s), names.length === 0, 'undo shows checked exactly when nothing is left');
     });
+    await expectShown([]);
     await h.stroke(x.env, h.linePoints([30, 60], [250, 60], 12).map(([lx, ly]) => ses.at(lx, ly)));
     await ses.tool('tool_text');
     await h.clickAt(x.env, ...ses.at(350, 30));
@@ -299,7 +251,8 @@ test('mosaic and text annotations', async (t) => {
     await ses.tool('tool_arrow');
     await h.drag(x.env, ...ses.at(100, 250), ...ses.at(400, 350));
     await expectShown(['mosaic', 'text', 'arrow']);
-    for (const left of [['mosaic', 'text'], ['mosaic'], []]) {
+    // One undo per item, then once more with nothing left: nothing changes.
+    for (const left of [['mosaic', 'text'], ['mosaic'], [], []]) {
       await h.clickAt(x.env, undo.x, undo.y);
       await expectShown(left);
     }

@@ -5,71 +5,53 @@ const h = require('./harness');
 
 const W = 1280;
 const H = 800;
-const DIM = [53, 53, 53, 133];
 const LOG = '../src/QtGui/qapplication ScreenCapture';
-const T = { timeout: 90000 };
 const EXIT = [{ args: ['exit'], thisIsNull: true }];
+const count = (text, part) => text.split(part).length - 1;
 
 // The pointer rests in a corner and does not move during pixel checks (the magnifier follows
 // motion only), so the whole screen must be the pattern dimmed by (53,53,53,133). The dimming
 // rectangle's default one-pixel black pen shows along the top row and left column.
 function assertDimmed(shot, variant, label) {
   assert.deepEqual([shot.width, shot.height], [W, H]);
-  const cmp = h.comparePixels(shot, (x, y) => (x === 0 || y === 0 ? [0, 0, 0] : h.blend(h.patternPixel(x, y, variant), DIM)));
+  const cmp = h.comparePixels(shot, (x, y) => (x === 0 || y === 0 ? [0, 0, 0] : h.blend(h.patternPixel(x, y, variant), [53, 53, 53, 133])));
   assert.equal(cmp.bad, 0, `${label}: ${h.diffText(cmp)}`);
 }
 
-test('capture sessions', async (t) => {
+// One process runs capture after capture: each must take a fresh screenshot and end on its own.
+test('capture sessions in one process', { timeout: 180000 }, async (t) => {
   const x = await h.desktop(t, W, H, h.makePatternImage(W, H));
-
-  await t.test('Esc ends the session: "./" returned, callback("exit") once with a null receiver', T, async (t) => {
-    const child = await h.startCapture(t, x);
-    await h.key(x.env, 'Escape');
-    const r = await child.result();
-    assert.equal(r.ret, './');
-    assert.equal(r.error, undefined);
-    assert.deepEqual(r.calls, EXIT);
-    await h.waitForOverlayGone(x.env);
-    await child.waitForStderr(`${LOG} 161 : g_ImagePath:  ./`);
-    const log = child.stderr;
-    assert.ok(log.indexOf('startLinuxScreen') < log.indexOf('endLinuxScreen'), log);
-    assert.ok(log.includes(`${LOG} 160 : exitString "exit"`), log);
-    assert.ok(!log.includes(`${LOG} 174`), 'no "other" line when a callback was given');
-  });
-
-  await t.test('a right-button press cancels like Esc', T, async (t) => {
-    const child = await h.startCapture(t, x);
-    await h.clickAt(x.env, W / 2 + 100, H / 2 + 50, 3);
-    const r = await child.result();
-    assert.equal(r.ret, './');
-    assert.deepEqual(r.calls, EXIT);
-    await h.waitForOverlayGone(x.env);
-  });
-
+  await h.mousemove(x.env, W - 1, H - 1);
   // Arguments other than (a, b, callback): still "./", no callback, and no crash.
   const odd = [
-    { args: 'none', other: true },
-    { args: 'two', other: true },
-    { args: 'four', other: true },
-    { args: 'notfn', other: false },
+    { args: 'none', ret: './' },
+    { args: 'two', ret: './' },
+    { args: 'four', ret: './' },
+    { args: 'notfn', ret: './' },
     { args: 'throwing', error: { name: 'Error', message: 'from callback' } },
   ];
-  for (const c of odd) {
-    await t.test(`screenCapture with arguments "${c.args}"`, T, async (t) => {
-      const child = await h.startCapture(t, x, { args: c.args });
-      await h.key(x.env, 'Escape');
-      const r = await child.result();
-      assert.equal(r.ret, c.error ? undefined : './');
-      assert.deepEqual(r.error, c.error);
-      if (!c.error) assert.deepEqual(r.calls, []);
-      if (c.other) await child.waitForStderr(`${LOG} 174 : other`);
-      await child.waitFor((l) => l.op === 'exec', { what: 'the child to go on after the call' });
-      assert.equal(child.exitCode, undefined, 'child must still be running');
-    });
-  }
+  // Each capture is followed by a pause, so the parent sees its overlay go.
+  const captures = ['cb3', 'cb3', ...odd.map((c) => c.args), 'cb3'];
+  const child = h.spawnChild(x.env, [
+    ...captures.flatMap((args, i) => [{ op: 'capture', args }, ...(i === 6 ? [{ op: 'deleteScreenCapture' }] : []), { op: 'wait' }]),
+    { op: 'exec' },
+  ]);
+  t.after(() => child.kill());
+  // Runs capture `index` (the ones before it were let go on) until `end` ends it.
+  const session = async (index, end) => {
+    if (index) child.send();
+    await h.waitForOverlay(x.env, { child });
+    await h.sleep(300);
+    await end();
+    const r = await child.result(index);
+    await h.waitForOverlayGone(x.env);
+    await h.eventually(() => assert.equal(child.events('waiting').length, index + 1));
+    return r;
+  };
 
-  await t.test('the overlay shows the frozen screen dimmed over all of it; Enter before a selection does not end it', T, async (t) => {
-    const child = await h.startCapture(t, x, { settle: 300 });
+  // Enter before a selection does not end it; Esc does, with "./" and callback("exit") once,
+  // called with a null receiver. The undimmed desktop is back afterwards.
+  let r = await session(0, async () => {
     assertDimmed(await h.screenshot(x.env), 0, 'overlay');
     await h.key(x.env, 'Return');
     await h.key(x.env, 'KP_Enter');
@@ -77,37 +59,35 @@ test('capture sessions', async (t) => {
     assert.equal((await h.visibleOverlays(x.env)).length, 1, 'overlay must still be mapped');
     assert.equal(child.events('captured').length, 0);
     await h.key(x.env, 'Escape');
-    assert.deepEqual((await child.result()).calls, EXIT);
-    // Once closed, the undimmed desktop is back.
-    await h.waitForOverlayGone(x.env);
-    const after = h.comparePixels(await h.screenshot(x.env), (px, py) => h.patternPixel(px, py), { tolerance: 0 });
-    assert.equal(after.bad, 0, h.diffText(after));
   });
+  assert.deepEqual([r.ret, r.error, r.calls], ['./', undefined, EXIT]);
+  await child.waitForStderr(`${LOG} 161 : g_ImagePath:  ./`);
+  assert.ok(child.stderr.indexOf('startLinuxScreen') < child.stderr.indexOf('endLinuxScreen'), child.stderr);
+  assert.ok(child.stderr.includes(`${LOG} 160 : exitString "exit"`), child.stderr);
+  assert.ok(!child.stderr.includes(`${LOG} 174`), 'no "other" line when a callback was given');
+  const after = h.comparePixels(await h.screenshot(x.env), (px, py) => h.patternPixel(px, py), { tolerance: 0 });
+  assert.equal(after.bad, 0, h.diffText(after));
 
-  await t.test('a second capture in the same process takes a fresh screenshot', T, async () => {
-    await h.mousemove(x.env, W - 1, H - 1);
-    const child = h.spawnChild(x.env, [
-      { op: 'capture', args: 'cb3' },
-      { op: 'deleteScreenCapture' },
-      { op: 'wait' },
-      { op: 'capture', args: 'cb3' },
-      { op: 'exec' },
-    ]);
-    for (const variant of [0, 1]) {
-      if (variant) {
-        await child.waitFor((l) => l.op === 'waiting');
-        await h.waitForOverlayGone(x.env);
-        await h.setRootPattern(x.env, h.makePatternImage(W, H, 1));
-        child.send();
-      }
-      await h.waitForOverlay(x.env, { child });
-      await h.sleep(300);
-      assertDimmed(await h.screenshot(x.env), variant, `session ${variant + 1}`);
-      await h.key(x.env, 'Escape');
-      const r = await child.result(variant);
-      assert.equal(r.ret, './');
-      assert.deepEqual(r.calls, EXIT);
-    }
-    await child.kill();
+  // A right-button press cancels like Esc.
+  r = await session(1, () => h.clickAt(x.env, W / 2 + 100, H / 2 + 50, 3));
+  assert.deepEqual([r.ret, r.calls], ['./', EXIT]);
+
+  for (const [i, c] of odd.entries()) {
+    r = await session(2 + i, () => h.key(x.env, 'Escape'));
+    assert.deepEqual([r.ret, r.error, r.calls], [c.ret, c.error, []], c.args);
+  }
+  // "other" is logged for each call that had no callable third and last argument.
+  assert.equal(count(child.stderr, `${LOG} 174 : other`), 4, child.stderr);
+  assert.equal(child.events('deleteScreenCapture')[0].retType, 'undefined');
+
+  // A changed desktop shows in the next session.
+  await h.setRootPattern(x.env, h.makePatternImage(W, H, 1));
+  r = await session(7, async () => {
+    assertDimmed(await h.screenshot(x.env), 1, 'second desktop');
+    await h.key(x.env, 'Escape');
   });
+  assert.deepEqual([r.ret, r.calls], ['./', EXIT]);
+  child.send();
+  await child.waitFor((l) => l.op === 'exec', { what: 'the child to go on after the calls' });
+  assert.equal(child.exitCode, undefined, 'child must still be running');
 });

@@ -1,18 +1,10 @@
-// Reference renderer for the end-to-end annotation tests. It paints annotation shapes with
-// plain QPainter calls onto a copy of a picture, from a JSON description, so the tests can
-// compare the module's output with an independently drawn expectation. It knows nothing of
-// the module's own item classes.
-//
-//   annotref IN.png OUT.png JSON
-//
-// JSON: {"origin": [ox, oy], "items": [ ... ]} where origin is the painter translation that
-// maps scene coordinates to picture pixels, and each item is one of
-//   {"type": "rect",    "box": [x, y, w, h], "width": n, "color": "#rrggbb"}
-//   {"type": "ellipse", "box": [x, y, w, h], "width": n, "color": "#rrggbb"}
-//   {"type": "arrow",   "from": [x, y], "to": [x, y], "width": n, "color": "#rrggbb"}
-//   {"type": "pen",     "points": [[x, y], ...], "width": n, "color": "#rrggbb", "guide": bool}
-//   {"type": "badge",   "box": [x, y, w, h], "text": "..."}   (picture pixels, no origin)
-// Coordinates are in scene units; the arrow's geometry is computed here from its two points.
+// Reference renderer for the end-to-end annotation tests: paints shapes with plain QPainter
+// calls onto a copy of a picture, knowing nothing of the module's item classes.
+//   annotref IN.png OUT.png '{"origin": [ox, oy], "items": [...]}'
+// origin maps scene coordinates to picture pixels; items are {"type": "rect" | "ellipse",
+// "box": [x, y, w, h]} or {"type": "arrow", "from", "to"} or {"type": "pen", "points",
+// "guide": bool}, each with "width" and "color" ("#rrggbb"), or {"type": "badge", "box",
+// "text"} (picture pixels, no origin).
 #include <QApplication>
 #include <QColor>
 #include <QImage>
@@ -26,21 +18,16 @@
 #include <cmath>
 #include <cstdio>
 
-static QRectF box(QJsonValue const& v)
-{
-    const QJsonArray a = v.toArray();
-    return QRectF(a.at(0).toDouble(), a.at(1).toDouble(), a.at(2).toDouble(), a.at(3).toDouble());
+static QRectF box(QJsonValue const& v) {
+    return QRectF(v[0].toDouble(), v[1].toDouble(), v[2].toDouble(), v[3].toDouble());
 }
 
-static QPointF point(QJsonValue const& v)
-{
-    const QJsonArray a = v.toArray();
-    return QPointF(a.at(0).toDouble(), a.at(1).toDouble());
+static QPointF point(QJsonValue const& v) {
+    return QPointF(v[0].toDouble(), v[1].toDouble());
 }
 
 // Unfilled outline, square pen of the given width, no antialiasing.
-static void outline(QPainter& p, QJsonObject const& item)
-{
+static void outline(QPainter& p, QJsonObject const& item) {
     p.setRenderHint(QPainter::Antialiasing, false);
     QPen pen(QColor(item.value("color").toString()));
     pen.setWidth(item.value("width").toInt());
@@ -57,8 +44,7 @@ static void outline(QPainter& p, QJsonObject const& item)
 
 // Head of length and width L = 2w at the end point, and a wedge from the start point to a
 // base of about L/3 on the head's base line.
-static void arrow(QPainter& p, QJsonObject const& item)
-{
+static void arrow(QPainter& p, QJsonObject const& item) {
     const QPointF s = point(item.value("from"));
     const QPointF e = point(item.value("to"));
     const double len = 2.0 * item.value("width").toInt();
@@ -84,8 +70,7 @@ static void arrow(QPainter& p, QJsonObject const& item)
 
 // Free-hand line: every segment drawn on its own with round caps, antialiased; optionally the
 // thin grey dashed guide along its middle.
-static void pen(QPainter& p, QJsonObject const& item)
-{
+static void pen(QPainter& p, QJsonObject const& item) {
     const QJsonArray pts = item.value("points").toArray();
     QPen line(QColor(item.value("color").toString()));
     line.setWidth(item.value("width").toInt());
@@ -107,8 +92,7 @@ static void pen(QPainter& p, QJsonObject const& item)
 }
 
 // Dark rounded badge with white centred text, as a size read-out is drawn on a widget.
-static void badge(QPainter& p, QJsonObject const& item)
-{
+static void badge(QPainter& p, QJsonObject const& item) {
     const QRectF r = box(item.value("box"));
     p.save();
     p.resetTransform();
@@ -124,12 +108,12 @@ static void badge(QPainter& p, QJsonObject const& item)
     p.drawRoundedRect(QRectF(0, 0, r.width(), r.height()), 5, 5);
     p.setPen(Qt::white);
     p.setFont(QApplication::font());
-    p.drawText(QRect(0, 0, int(r.width()), int(r.height())), Qt::AlignCenter, item.value("text").toString());
+    p.drawText(QRect(0, 0, int(r.width()), int(r.height())), Qt::AlignCenter,
+               item.value("text").toString());
     p.restore();
 }
 
-int main(int argc, char** argv)
-{
+int main(int argc, char** argv) {
     QApplication app(argc, argv);
     if (argc != 4) {
         std::fprintf(stderr, "usage: annotref IN.png OUT.png JSON\n");

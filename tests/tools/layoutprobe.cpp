@@ -20,14 +20,12 @@
 #include <QStandardItemModel>
 #include <cstdio>
 
-static QJsonArray centre(QWidget* w, QWidget* root)
-{
+static QJsonArray centre(QWidget* w, QWidget* root) {
     const QPoint c = w->mapTo(root, w->rect().center());
     return QJsonArray{c.x(), c.y()};
 }
 
-static QJsonArray widthDots(SelectLineWidthWidget* list, QWidget* root)
-{
+static QJsonArray widthDots(SelectLineWidthWidget* list, QWidget* root) {
     QJsonArray out;
     for (int row = 0; row < list->model()->rowCount(); ++row) {
         const QRect r = list->visualRect(list->model()->index(row, 0));
@@ -37,8 +35,7 @@ static QJsonArray widthDots(SelectLineWidthWidget* list, QWidget* root)
     return out;
 }
 
-static QJsonObject colours(ColorListItemWidget* row, QWidget* root)
-{
+static QJsonObject colours(ColorListItemWidget* row, QWidget* root) {
     QJsonObject out;
     for (CustomButton* b : row->buttons())
         out.insert(b->objectName(), centre(b, root));
@@ -47,15 +44,15 @@ static QJsonObject colours(ColorListItemWidget* row, QWidget* root)
 
 // Centres of the size drop-down's rows, relative to the font popup, while the list is open
 // (with the first row current, as in a fresh popup).
-static QJsonArray comboRows(SelectFontWidget* font)
-{
+static QJsonArray comboRows(SelectFontWidget* font) {
     QComboBox* combo = font->sizeList();
     combo->showPopup();
     QApplication::processEvents();
     QAbstractItemView* view = combo->view();
     QJsonArray out;
     for (int row = 0; row < combo->count(); ++row) {
-        const QPoint c = view->viewport()->mapToGlobal(view->visualRect(combo->model()->index(row, 0)).center()) -
+        const QPoint c = view->viewport()->mapToGlobal(
+                             view->visualRect(combo->model()->index(row, 0)).center()) -
                          font->mapToGlobal(QPoint(0, 0));
         out.append(QJsonArray{c.x(), c.y()});
     }
@@ -63,10 +60,11 @@ static QJsonArray comboRows(SelectFontWidget* font)
     return out;
 }
 
-static QJsonObject size(QWidget* w) { return QJsonObject{{"w", w->width()}, {"h", w->height()}}; }
+static QJsonObject size(QWidget* w) {
+    return QJsonObject{{"w", w->width()}, {"h", w->height()}};
+}
 
-int main(int argc, char** argv)
-{
+int main(int argc, char** argv) {
     QApplication app(argc, argv);
     Q_INIT_RESOURCE(diagramscene);
     QWidget host;
