@@ -44,7 +44,7 @@
         {
           'rule_name': 'moc',
           'extension': 'h',
-          'outputs': ['<(INTERMEDIATE_DIR)/moc_<(RULE_INPUT_ROOT).cpp'],
+          'outputs': ['<(INTERMEDIATE_DIR)/<(RULE_INPUT_DIRNAME)/moc_<(RULE_INPUT_ROOT).cpp'],
           'action': ['<(qt_bin)/moc', '<(RULE_INPUT_PATH)', '-o', '<@(_outputs)'],
           'message': 'moc <(RULE_INPUT_PATH)',
           'process_outputs_as_sources': 1,

@@ -2,7 +2,7 @@
 # Installs the Debian 12 packages needed to build and test; does nothing when all are present.
 set -euo pipefail
 
-packages=(cmake g++ make qtbase5-dev qtbase5-dev-tools xvfb xdotool xclip imagemagick
+packages=(cmake g++ make pkg-config python3 qtbase5-dev qtbase5-dev-tools xvfb xdotool xclip imagemagick
           x11-utils xauth fonts-dejavu-core)
 
 missing=()
