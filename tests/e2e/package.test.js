@@ -86,7 +86,9 @@ test('npm pack, npm install in a fresh app, capture, rebuild for another ABI', {
     const other = Number(process.versions.modules) + 1000;
     fs.writeFileSync(versionH, fs.readFileSync(versionH, 'utf8').replace(/(#define NODE_MODULE_VERSION) \d+/, `$1 ${other}`));
     const nodeGyp = env.npm_config_node_gyp || path.join(run('npm', ['root', '-g']).stdout.trim(), 'npm/node_modules/node-gyp/bin/node-gyp.js');
-    run(process.execPath, [nodeGyp, 'configure', 'build', `--nodedir=${path.dirname(path.dirname(headers))}`], { cwd: pkg });
+    const gypEnv = { ...env };
+    delete gypEnv.npm_config_nodedir; // node-gyp lets npm's variables override its flags
+    run(process.execPath, [nodeGyp, 'configure', 'build', `--nodedir=${path.dirname(path.dirname(headers))}`], { cwd: pkg, env: gypEnv });
     assert.throws(() => require(pkg), new RegExp(`NODE_MODULE_VERSION ${other}\\.`));
   });
 });
