@@ -2,8 +2,8 @@
 # Installs the Debian 12 packages needed to build and test; does nothing when all are present.
 set -euo pipefail
 
-packages=(cmake g++ make qtbase5-dev qtbase5-dev-tools xvfb xdotool xclip imagemagick
-          x11-utils xauth fonts-dejavu-core pkg-config libxcb1-dev openbox)
+packages=(cmake g++ make pkg-config python3 qtbase5-dev qtbase5-dev-tools libxcb1-dev xvfb xdotool
+          xclip imagemagick x11-utils xauth fonts-dejavu-core openbox)
 
 missing=()
 for p in "${packages[@]}"; do
