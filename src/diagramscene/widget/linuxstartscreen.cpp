@@ -2,14 +2,38 @@
 
 #include "eventfilter.h"
 #include "mainwindow.h"
+#include "portalscreenshot.h"
 #include "stylemanager.h"
 
 #include <QApplication>
+#include <QDebug>
 #include <QDesktopWidget>
 #include <QScreen>
 
 static void registerResources() {
     Q_INIT_RESOURCE(diagramscene);
+}
+
+// X11: the root window through Qt. Wayland: X clients see a black desktop there, so the
+// portal's picture (in device pixels) is used instead. Null, with the reason, on failure.
+static QPixmap* grabDesktop(const QRect& rect, QString* why) {
+    if (!isWaylandSession())
+        return new QPixmap(QGuiApplication::primaryScreen()->grabWindow(
+            0, rect.x(), rect.y(), rect.width(), rect.height()));
+    if (QGuiApplication::platformName() != QLatin1String("xcb")) {
+        *why = QStringLiteral("no XWayland: on a Wayland session the overlay needs an X display "
+                              "(DISPLAY is not set or cannot be opened)");
+        return nullptr;
+    }
+    QImage image = portalScreenshot(why);
+    if (image.isNull())
+        return nullptr;
+    // The window maps the picture onto the desktop by whole ratios; a picture of another shape
+    // (an output left out) is stretched rather than cropped at the wrong place.
+    const int ratio = qMax(1, image.width() / rect.width());
+    if (image.size() != rect.size() * ratio)
+        image = image.scaled(rect.size() * ratio, Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
+    return new QPixmap(QPixmap::fromImage(image));
 }
 
 LinuxStartScreen::LinuxStartScreen(QObject* parent)
@@ -36,11 +60,33 @@ int LinuxStartScreen::startWinScreen(QApplication* app) {
     const QRect area(topLeft, desktop->size());
     const QRect rect(area.left(), area.top(), area.right() - area.left() + 1,
                      area.bottom() - area.top() + 1);
-    auto* pixmap = new QPixmap(QGuiApplication::primaryScreen()->grabWindow(
-        0, rect.x(), rect.y(), rect.width(), rect.height()));
+    QString why;
+    QPixmap* pixmap = grabDesktop(rect, &why);
+    if (!pixmap) {
+        // Never a black or grey frozen screen: the session ends before it shows.
+        qWarning().noquote() << "capture ended without a screenshot:" << why;
+        exitCode_ = 0;
+        return 0;
+    }
     mainWindow_->setMainWindowRect(rect);
     mainWindow_->setScreenPixmap(pixmap);
-    mainWindow_->showFullScreen();
+    if (!isWaylandSession()) {
+        mainWindow_->showFullScreen();
+        return QApplication::exec();
+    }
+    // A managed full-screen window covers one output only; one placed without the window
+    // manager covers the geometry it is given, but gets no focus from it: for such a window Qt
+    // sets the X input focus itself once it is mapped. (No keyboard grab: it would take the
+    // keys from the focused text annotation.)
+    const Qt::WindowFlags flags = mainWindow_->windowFlags() | Qt::X11BypassWindowManagerHint;
+    if (mainWindow_->windowFlags() != flags)
+        mainWindow_->setWindowFlags(flags);
+    // Nothing is drawn above such a window, so it makes way for the save dialog.
+    connect(mainWindow_, &MainWindow::showSaveAs, mainWindow_, &QWidget::hide,
+            Qt::UniqueConnection);
+    mainWindow_->setGeometry(rect);
+    mainWindow_->show();
+    mainWindow_->activateWindow();
     return QApplication::exec();
 }
 
