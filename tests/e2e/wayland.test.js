@@ -63,7 +63,7 @@ test('Wayland session', async (t) => {
     t.after(() => child.kill());
     const r = await child.waitFor((l) => l.op === 'captured', { timeout: 45000, what: line });
     assert.deepEqual(r.calls, EXIT, line);
-    assert.ok(child.stderr.includes(FAILED + line), `expected "${line}" in:\n${child.stderr}`);
+    await child.waitForStderr(FAILED + line);
     assert.deepEqual(await child.exited, { code: 0, signal: null });
   }));
   failures.catch(() => {}); // reported by the await at the end

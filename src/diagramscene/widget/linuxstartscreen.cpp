@@ -9,6 +9,8 @@
 #include <QDebug>
 #include <QDesktopWidget>
 #include <QScreen>
+#include <QTimer>
+#include <QWindow>
 
 static void registerResources() {
     Q_INIT_RESOURCE(diagramscene);
@@ -75,9 +77,9 @@ int LinuxStartScreen::startWinScreen(QApplication* app) {
         return QApplication::exec();
     }
     // A managed full-screen window covers one output only; one placed without the window
-    // manager covers the geometry it is given, but gets no focus from it: for such a window Qt
-    // sets the X input focus itself once it is mapped. (No keyboard grab: it would take the
-    // keys from the focused text annotation.)
+    // manager covers the geometry it is given, but gets no focus from it. So the X keyboard is
+    // grabbed once the window is viewable: the window's, not Qt's widget grab, which would take
+    // the keys from a text being edited.
     const Qt::WindowFlags flags = mainWindow_->windowFlags() | Qt::X11BypassWindowManagerHint;
     if (mainWindow_->windowFlags() != flags)
         mainWindow_->setWindowFlags(flags);
@@ -87,6 +89,15 @@ int LinuxStartScreen::startWinScreen(QApplication* app) {
     mainWindow_->setGeometry(rect);
     mainWindow_->show();
     mainWindow_->activateWindow();
+    QTimer grab;
+    int tries = 0;
+    connect(&grab, &QTimer::timeout, this, [&] {
+        QWindow* window = mainWindow_->windowHandle();
+        if ((window && window->isExposed() && window->setKeyboardGrabEnabled(true)) ||
+            ++tries == 100)
+            grab.stop();
+    });
+    grab.start(20);
     return QApplication::exec();
 }
 
