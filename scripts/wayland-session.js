@@ -60,12 +60,9 @@ function privateDir(owner) {
 async function swayUser() {
   if (process.getuid() !== 0) return null;
   const id = async (flag) => Number(String(await run('id', [flag, SWAY_USER])).trim());
-  try {
-    return { uid: await id('-u'), gid: await id('-g') };
-  } catch {
-    await run('useradd', ['--create-home', '--shell', '/usr/sbin/nologin', SWAY_USER]);
-    return { uid: await id('-u'), gid: await id('-g') };
-  }
+  // Another run may be creating it at the same moment: only the look-up must succeed.
+  await run('useradd', ['--create-home', '--shell', '/usr/sbin/nologin', SWAY_USER]).catch(() => {});
+  return { uid: await id('-u'), gid: await id('-g') };
 }
 
 // A session bus in `dir`; without service files unless `activation`, so a missing service
