@@ -68,7 +68,7 @@ test('Wayland session', async (t) => {
   }));
   failures.catch(() => {}); // reported by the await at the end
 
-  await t.test('two outputs side by side: the frozen picture dimmed over both, a region across the border copied, text typed, Esc', T, async (t) => {
+  await t.test('two outputs side by side: the frozen picture dimmed over both, a region across the border copied, text typed, Esc, save as', T, async (t) => {
     const [W, H] = [640, 480];
     const s = await waylandDesktop(t, [{ w: W, h: H }, { w: W, h: H }]);
     await h.mousemove(s.env, 2 * W - 1, H - 1);
@@ -100,6 +100,21 @@ test('Wayland session', async (t) => {
     assert.ok(typed, 'the typed text must show');
     await h.key(s.env, 'Escape');
     assert.deepEqual((await child.result()).calls, EXIT);
+    await child.kill();
+
+    // Nothing shows above the overlay: it makes way for the save dialog, which gets the keys.
+    child = await h.startCapture(t, { ...s, width: 2 * W, height: H }, { env: { ...s.child, HOME: s.env.XDG_RUNTIME_DIR } });
+    await h.drag(s.env, region.x, region.y, region.x + region.w, region.y + region.h);
+    await h.clickAt(s.env, ...Object.values(h.toolButton(layout, h.toolPlacement(layout, region, 2 * W, H).selecting, 'tool_save')));
+    await h.waitForWindowNamed(s.env, '存储', { child });
+    assert.deepEqual(await h.visibleOverlays(s.env), []);
+    const saved = path.join(s.env.XDG_RUNTIME_DIR, 'saved.png');
+    await h.sleep(300);
+    await h.key(s.env, 'ctrl+a');
+    await h.type(s.env, saved);
+    await h.key(s.env, 'Return');
+    assert.deepEqual((await child.result()).calls, [{ args: ['save'], thisIsNull: true }]);
+    assert.equal(h.patternCropMismatch(h.readPng(fs.readFileSync(saved)), region), null);
   });
 
   await t.test('an output at scale 2: the clipboard holds device pixels', T, async (t) => {
