@@ -41,12 +41,16 @@ function start(cmd, args, env, stdout = 'ignore') {
   p.exited.then(() => live.delete(p));
   return p;
 }
+// SIGTERM to the process alone first: a whole-group SIGTERM also hits XWayland, and sway
+// then restarts it while going down, leaving both behind. The group goes after it.
 async function stop(p) {
-  if (!live.has(p)) return;
-  signalGroup(p, 'SIGTERM');
-  if (await Promise.race([p.exited.then(() => true), sleep(3000)])) return;
+  if (live.has(p)) {
+    p.kill('SIGTERM');
+    await Promise.race([p.exited, sleep(3000)]);
+  }
   signalGroup(p, 'SIGKILL');
-  await p.exited;
+  if (live.has(p)) await p.exited;
+  p.stderr.destroy(); // a leftover holding the pipe would keep this process alive
 }
 
 function privateDir(owner) {
