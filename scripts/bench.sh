@@ -36,7 +36,7 @@ cleanup() {
 trap cleanup EXIT
 
 # Everything below talks only to the private servers started here (or to no X at all).
-unset DISPLAY WAYLAND_DISPLAY XAUTHORITY
+unset DISPLAY WAYLAND_DISPLAY XAUTHORITY XDG_SESSION_TYPE
 export XDG_RUNTIME_DIR="$WORK"
 export QT_LOGGING_RULES="default.debug=false"
 
@@ -122,6 +122,15 @@ for size in 1920x1080 3840x2160; do
   stop_xvfb
 done
 
+if [ "$HAVE_X" = 1 ] && command -v sway >/dev/null && command -v grim >/dev/null; then
+  echo
+  echo "== 1920x1080 on a private headless Wayland session"
+  # Each round includes a PNG written and read back: fewer rounds keep it short.
+  run wayland node "$ROOT/bench/wayland.js" "$BIN/bench_startup" 1920x1080 "$(( ROUNDS < 10 ? ROUNDS : 10 ))" "$WARMUPS" "$WORK/wayland-1920x1080.json"
+else
+  echo "!! sway or grim not installed: Wayland start-up benchmark skipped"
+fi
+
 # Collect everything into one JSON document.
 RESULTS="$BUILD/bench-results.json"
 {
@@ -131,7 +140,7 @@ RESULTS="$BUILD/bench-results.json"
   echo "  \"cpus\": $(nproc),"
   echo "  \"root_picture\": \"$WALLPAPER_NOTE\","
   printf '  "pixelate": %s' "$(cat "$WORK/pixelate.json")"
-  for f in "$WORK"/startup-*.json "$WORK"/memory-*.json "$WORK"/snap-*.json; do
+  for f in "$WORK"/startup-*.json "$WORK"/memory-*.json "$WORK"/snap-*.json "$WORK"/wayland-*.json; do
     [ -e "$f" ] || continue
     key="$(basename "$f" .json | tr '-' '_')"
     printf ',\n  "%s": %s' "$key" "$(cat "$f")"
@@ -166,6 +175,11 @@ for (const c of r.pixelate.cases) {
   const big = c.target_10ms_applies;
   rows.push([`pixelate b=${c.block} ms`, `${c.width}x${c.height}`, f(c.fast_median_ms), `per-pixel ${f(c.plain_median_ms, 1)}`,
              `${f(c.plain_over_fast, 0)}x faster`, big ? `<=10ms ${c.target_10ms_met ? 'met' : 'NOT met'}` : '']);
+}
+for (const k of Object.keys(r).filter(k => k.startsWith('wayland_'))) {
+  const s = r[k];
+  rows.push(['Wayland start-up median ms', `${s.width}x${s.height}`, f(s.start_median_ms), `grim ${f(s.grim_png_median_ms)}`,
+             f(s.start_over_grim_png), '']);
 }
 const memKeys = Object.keys(r).filter(k => k.startsWith('memory_'));
 memKeys.sort((a, b) => (r[a].pixmap_width !== r[a].width) - (r[b].pixmap_width !== r[b].width) || r[a].width - r[b].width);

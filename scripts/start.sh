@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# `npm start`: on a desktop, one interactive capture; without a display, a scripted
+# `npm start`: on a desktop (X11 or Wayland), one interactive capture; without one, a scripted
 # walk-through on a private Xvfb whose results land in a folder.
 set -euo pipefail
 root=$(cd "$(dirname "$0")/.." && pwd)
@@ -7,7 +7,7 @@ cd "$root"
 
 bash scripts/build.sh >&2
 
-if [ -n "${DISPLAY:-}" ]; then
+if [ -n "${DISPLAY:-}" ] || [ -n "${WAYLAND_DISPLAY:-}" ]; then
     exec node scripts/interactive.js
 fi
 # The walk-through drives the overlay with the end-to-end helpers, which decode PNGs with pngjs.

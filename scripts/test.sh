@@ -23,6 +23,7 @@ cmake --build build-asan -j2 || fail "build of build-asan/"
 
 # Each ctest run gets its own Xvfb at the design resolution (layout scale 2).
 export QT_QPA_PLATFORM=xcb
+unset WAYLAND_DISPLAY XDG_SESSION_TYPE
 step "C++ tests (build/)"
 scripts/xvfb-run.sh 2560x1600 -- ctest --test-dir build --output-on-failure \
     || fail "C++ tests in build/"

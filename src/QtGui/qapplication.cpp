@@ -8,6 +8,7 @@
 #include <QUrl>
 
 #include "linuxstartscreen.h"
+#include "portalscreenshot.h"
 
 extern QString g_ImagePath;
 
@@ -29,7 +30,10 @@ char** QApplicationWrap::argv_ = nullptr;
 
 QApplicationWrap::QApplicationWrap() : app_(nullptr), startScreen_(nullptr) {
     QCoreApplication::addLibraryPath("./");
-    app_ = new QApplication(argc_, argv_);
+    {
+        const SessionPlatformScope platform; // XWayland on a Wayland session
+        app_ = new QApplication(argc_, argv_);
+    }
     startScreen_ = new LinuxStartScreen(nullptr);
 }
 

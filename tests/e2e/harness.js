@@ -81,6 +81,7 @@ async function startXvfb({ width = 1280, height = 800, timeout = 10000 } = {}) {
   xvfb.removeAllListeners('exit');
   const env = { ...process.env, DISPLAY: display, XDG_RUNTIME_DIR: runtime, QT_QPA_PLATFORM: 'xcb' };
   delete env.WAYLAND_DISPLAY;
+  delete env.XDG_SESSION_TYPE; // an X11 session, whatever desktop runs the tests
   delete env.QT_MESSAGE_PATTERN; // log lines are matched verbatim
   const children = (env[CHILDREN] = new Set());
   const running = () => xvfb.exitCode === null && xvfb.signalCode === null;

@@ -1,0 +1,133 @@
+'use strict';
+// Captures on a Wayland session: headless sway with XWayland and the screenshot portal, the
+// desktop a native Wayland client (swaybg) showing the position-coded pattern. Failure paths
+// run against stand-in portals on private buses.
+const test = require('node:test');
+const assert = require('node:assert/strict');
+const fs = require('fs');
+const os = require('os');
+const path = require('path');
+const h = require('./harness');
+const { startSway, standinPortal, grim } = require('../../scripts/wayland-session');
+
+const T = { timeout: 120000 };
+const DIM = [53, 53, 53, 133];
+const EXIT = [{ args: ['exit'], thisIsNull: true }];
+const FAILED = 'capture ended without a screenshot: ';
+
+// sway with outputs [{ w, h, scale }] side by side showing one pattern across all of them.
+async function waylandDesktop(t, outputs) {
+  const dir = fs.mkdtempSync(path.join(os.tmpdir(), 'sc-wl-pic-'));
+  let x = 0;
+  const pictures = outputs.map((o, i) => {
+    const file = path.join(dir, `${i}.png`);
+    const crop = h.image(o.w, o.h, (px, py) => h.patternPixel(x * (o.scale || 1) + px, py));
+    fs.writeFileSync(file, h.writePng(o.w, o.h, crop.data));
+    x += o.w / (o.scale || 1);
+    return file;
+  });
+  const s = await startSway(outputs, pictures);
+  t.after(() => s.stop().then(() => fs.rmSync(dir, { recursive: true, force: true })));
+  // Qt is asked for its wayland platform: the module must go through XWayland anyway.
+  return { ...s, child: { ...s.env, QT_QPA_PLATFORM: 'wayland' } };
+}
+
+// Drags the region r (logical pixels) and confirms with Enter; returns the clipboard image.
+async function copyRegion(s, child, r) {
+  await h.drag(s.env, r.x, r.y, r.x + r.w, r.y + r.h);
+  await h.sleep(150);
+  await h.key(s.env, 'Return');
+  assert.deepEqual((await child.result()).calls, [{ args: ['image'], thisIsNull: true }]);
+  return h.readPng(await h.readClipboard(s.env, 'image/png'));
+}
+
+test('Wayland session', async (t) => {
+  // The silent portal takes the whole bounded wait, so the failure paths run alongside.
+  const x = await h.startXvfb();
+  t.after(() => x.stop());
+  const notPicture = path.join(x.env.XDG_RUNTIME_DIR, 'not-a-picture.png');
+  fs.writeFileSync(notPicture, 'not a picture');
+  const failures = Promise.all([
+    [null, null, 'no XWayland: '],
+    [null, undefined, 'the desktop portal is not available (org.freedesktop.DBus.Error.ServiceUnknown'],
+    ['deny', undefined, 'the desktop portal refused the screenshot (response 1, cancelled or denied)'],
+    ['file', '/nonexistent/shot.png', 'cannot read the portal\'s screenshot "file:///nonexistent/shot.png"'],
+    ['file', notPicture, `cannot read the portal's screenshot "file://${notPicture}"`],
+    ['silent', undefined, 'no answer from the desktop portal within 30 s'],
+  ].map(async ([mode, file, line], i) => {
+    const portal = await standinPortal(mode, file);
+    t.after(() => portal.stop());
+    const env = { ...x.env, ...portal.env, WAYLAND_DISPLAY: 'wayland-sc-none' };
+    if (i === 0) delete env.DISPLAY; // no XWayland: Qt's xcb plugin must not take the host down
+    const child = h.spawnChild(env, [{ op: 'capture', args: 'cb3' }]);
+    t.after(() => child.kill());
+    const r = await child.waitFor((l) => l.op === 'captured', { timeout: 45000, what: line });
+    assert.deepEqual(r.calls, EXIT, line);
+    await child.waitForStderr(FAILED + line);
+    assert.deepEqual(await child.exited, { code: 0, signal: null });
+  }));
+  failures.catch(() => {}); // reported by the await at the end
+
+  await t.test('two outputs side by side: the frozen picture dimmed over both, a region across the border copied, text typed, Esc, save as', T, async (t) => {
+    const [W, H] = [640, 480];
+    const s = await waylandDesktop(t, [{ w: W, h: H }, { w: W, h: H }]);
+    await h.mousemove(s.env, 2 * W - 1, H - 1);
+    let child = h.spawnCapture(s.child);
+    t.after(() => child.kill());
+    const dimmed = (shot) => h.comparePixels(shot, (px, py) => (px === 0 || py === 0 ? [0, 0, 0] : h.blend(h.patternPixel(px, py), DIM)));
+    let cmp;
+    const ok = await h.waitUntil(async () => (cmp = dimmed(await grim(s.env))).bad === 0, { timeout: 15000 });
+    assert.ok(ok, `overlay over ${2 * W}x${H}: ${h.diffText(cmp)}`);
+    const region = { x: W - 150, y: 100, w: 300, h: 200 };
+    const img = await copyRegion(s, child, region);
+    assert.equal(h.patternCropMismatch(img, region), null);
+    assert.ok(!fs.existsSync('/tmp/out.png'), 'the portal\'s file for this capture is removed');
+    await child.kill();
+
+    // Text goes to the text annotation; then Esc ends the session.
+    const layout = await h.layoutProbe(s.env);
+    child = await h.startCapture(t, { ...s, width: 2 * W, height: H }, { env: s.child });
+    await h.drag(s.env, region.x, region.y, region.x + region.w, region.y + region.h);
+    const place = h.toolPlacement(layout, region, 2 * W, H, 'fontPopup');
+    await h.clickAt(s.env, ...Object.values(h.toolButton(layout, place.selecting, 'tool_text')));
+    const spot = [region.x + 40, region.y + 60];
+    await h.clickAt(s.env, ...spot);
+    await h.sleep(200);
+    const area = async () => h.cropImage(await grim(s.env), spot[0], spot[1] - 20, 120, 60);
+    const before = await area();
+    await h.type(s.env, 'WWW');
+    const typed = await h.waitUntil(async () => h.comparePixels(await area(), (px, py) => h.pixelAt(before, px, py)).bad > 30);
+    assert.ok(typed, 'the typed text must show');
+    await h.key(s.env, 'Escape');
+    assert.deepEqual((await child.result()).calls, EXIT);
+    await child.kill();
+
+    // Nothing shows above the overlay: it makes way for the save dialog, which gets the keys.
+    child = await h.startCapture(t, { ...s, width: 2 * W, height: H }, { env: { ...s.child, HOME: s.env.XDG_RUNTIME_DIR } });
+    await h.drag(s.env, region.x, region.y, region.x + region.w, region.y + region.h);
+    await h.clickAt(s.env, ...Object.values(h.toolButton(layout, h.toolPlacement(layout, region, 2 * W, H).selecting, 'tool_save')));
+    await h.waitForWindowNamed(s.env, '存储', { child });
+    assert.deepEqual(await h.visibleOverlays(s.env), []);
+    const saved = path.join(s.env.XDG_RUNTIME_DIR, 'saved.png');
+    await h.sleep(300);
+    await h.key(s.env, 'ctrl+a');
+    await h.type(s.env, saved);
+    await h.key(s.env, 'Return');
+    assert.deepEqual((await child.result()).calls, [{ args: ['save'], thisIsNull: true }]);
+    assert.equal(h.patternCropMismatch(h.readPng(fs.readFileSync(saved)), region), null);
+  });
+
+  await t.test('an output at scale 2: the clipboard holds device pixels', T, async (t) => {
+    const s = await waylandDesktop(t, [{ w: 1280, h: 800, scale: 2 }]);
+    await h.mousemove(s.env, 639, 399);
+    const child = h.spawnCapture(s.child);
+    t.after(() => child.kill());
+    await h.waitForOverlay(s.env, { child });
+    await h.sleep(300);
+    const region = { x: 101, y: 51, w: 200, h: 150 };
+    const img = await copyRegion(s, child, region);
+    assert.equal(h.patternCropMismatch(img, { x: 202, y: 102, w: 400, h: 300 }), null);
+  });
+
+  await failures;
+});
