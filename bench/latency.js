@@ -30,12 +30,6 @@ const median = (a) => {
   return s.length ? (s.length % 2 ? s[m] : (s[m - 1] + s[m]) / 2) : NaN;
 };
 
-function screenSize() {
-  const out = execFileSync('xdpyinfo', { encoding: 'utf8' });
-  const m = /dimensions:\s+(\d+)x(\d+)/.exec(out);
-  return { width: Number(m[1]), height: Number(m[2]) };
-}
-
 // A child process whose stdout is read line by line.
 function lines(proc) {
   const queue = [];
@@ -63,8 +57,9 @@ function lines(proc) {
   };
 }
 
-const { width, height } = screenSize();
-const poller = spawn(opt.poller, [String(width >> 1), String(height >> 1)], { stdio: ['pipe', 'pipe', 'inherit'] });
+let width = 0;
+let height = 0;
+const poller = spawn(opt.poller, [], { stdio: ['pipe', 'pipe', 'inherit'] });
 const pollerLine = lines(poller);
 async function ask(cmd) {
   poller.stdin.write(cmd + '\n');
@@ -158,7 +153,9 @@ function flameshotPath() {
 }
 
 (async () => {
-  if ((await pollerLine()) !== 'ready') throw new Error('poller did not start');
+  const ready = (await pollerLine()).split(' ');
+  if (ready[0] !== 'ready') throw new Error('poller did not start');
+  [width, height] = [Number(ready[1]), Number(ready[2])];
   const env = { ...process.env };
   const flameshot = flameshotPath();
   const config = fs.mkdtempSync(path.join(os.tmpdir(), 'flameshot-cfg-'));

@@ -9,7 +9,8 @@
 // painted, so the first change is the first paint reaching the server (to within the
 // 0.5 ms between polls).
 //
-// Usage: xpixelwait X Y   (DISPLAY from the environment)
+// Usage: xpixelwait [X Y]   (DISPLAY from the environment; default: the screen's centre).
+// First line out: "ready W H" with the screen's size.
 
 #include <X11/Xlib.h>
 #include <X11/Xutil.h>
@@ -52,8 +53,8 @@ bool differs(Rgb a, Rgb b) {
 } // namespace
 
 int main(int argc, char** argv) {
-    if (argc != 3) {
-        std::fprintf(stderr, "usage: xpixelwait X Y\n");
+    if (argc != 1 && argc != 3) {
+        std::fprintf(stderr, "usage: xpixelwait [X Y]\n");
         return 2;
     }
     Display* dpy = XOpenDisplay(nullptr);
@@ -61,11 +62,14 @@ int main(int argc, char** argv) {
         std::fprintf(stderr, "cannot open display\n");
         return 1;
     }
-    const int x = std::atoi(argv[1]), y = std::atoi(argv[2]);
+    const int sw = DisplayWidth(dpy, DefaultScreen(dpy)),
+              sh = DisplayHeight(dpy, DefaultScreen(dpy));
+    const int x = argc == 3 ? std::atoi(argv[1]) : sw / 2,
+              y = argc == 3 ? std::atoi(argv[2]) : sh / 2;
     const Window root = DefaultRootWindow(dpy);
     Rgb base = readPixel(dpy, root, x, y);
     std::setvbuf(stdout, nullptr, _IOLBF, 0);
-    std::printf("ready\n");
+    std::printf("ready %d %d\n", sw, sh);
 
     char line[128];
     while (std::fgets(line, sizeof line, stdin)) {
