@@ -16,7 +16,7 @@
 //   memory:  peak resident set (VmHWM) over all sessions above the idle process (after the
 //            session controller is built), in screenshots of width x height x 4 bytes.
 //
-// Usage: bench_interaction [--sessions N] [--json FILE]
+// Usage: bench_interaction [--sessions N] [--json FILE] [--selection-only]
 
 #include "benchutil.h"
 #include "linuxstartscreen.h"
@@ -181,6 +181,7 @@ qint64 statusField(const char* key) {
 int main(int argc, char** argv) {
     QApplication app(argc, argv);
     int sessions = 3;
+    bool selectionOnly = false; // for profiling: drag, resize and Return only
     QString jsonPath;
     const QStringList args = app.arguments();
     for (int i = 1; i < args.size(); ++i) {
@@ -188,6 +189,8 @@ int main(int argc, char** argv) {
             sessions = std::max(1, args[++i].toInt());
         else if (args[i] == "--json" && i + 1 < args.size())
             jsonPath = args[++i];
+        else if (args[i] == "--selection-only")
+            selectionOnly = true;
     }
     if (QGuiApplication::platformName() != "xcb") {
         std::fprintf(stderr, "bench_interaction needs an X server\n");
@@ -227,6 +230,8 @@ int main(int argc, char** argv) {
             d.drag(br, QPoint(int(w * 0.9), int(h * 0.9)), 200, round == 0 ? &resizeS : nullptr);
             enterPlain << d.enter();
         });
+        if (selectionOnly)
+            continue;
         // Pen: one stroke of 5,000 points on a spiral inside the region.
         if (round == 0) {
             ok &= d.session([&] {
