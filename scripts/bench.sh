@@ -3,7 +3,9 @@
 # Xvfb -- prints a report and writes build-bench/bench-results.json.
 #
 # Environment: BENCH_ROUNDS (start-up rounds, default 20), BENCH_WARMUPS (default 2),
-#              BENCH_JOBS (build parallelism, default 2).
+#              BENCH_JOBS (build parallelism, default 2), BENCH_LATENCY_ROUNDS (cold and warm
+#              capture rounds seen from outside the process, default 10),
+#              BENCH_NO_FLAMESHOT=1 (do not apt-install Flameshot, the peer of the cold start).
 set -euo pipefail
 bash "$(dirname "${BASH_SOURCE[0]}")/setup.sh"
 
@@ -17,9 +19,22 @@ echo "== building benchmarks (Release, $BUILD)"
 cmake -S "$ROOT" -B "$BUILD" -DSCREENCAPTURE_MODULE=OFF -DSCREENCAPTURE_TESTS=OFF \
   -DCMAKE_BUILD_TYPE=Release >"$BUILD.configure.log" 2>&1 || { cat "$BUILD.configure.log"; exit 1; }
 cmake --build "$BUILD" -j"$JOBS" --target bench_pixelate bench_startup bench_mosaic_memory bench_snap \
+  bench_interaction xpixelwait \
   >"$BUILD/bench-build.log" 2>&1 || { tail -n 60 "$BUILD/bench-build.log"; exit 1; }
 rm -f "$BUILD.configure.log"
 BIN="$BUILD/bench"
+# The cold-start figures need the module itself (build/, as npm run build makes it).
+MODULE="$ROOT/build/screencapture.node"
+[ -e "$MODULE" ] || bash "$ROOT/scripts/build.sh" >"$BUILD/module-build.log" 2>&1 ||
+  { tail -n 40 "$BUILD/module-build.log"; exit 1; }
+LATENCY_ROUNDS="${BENCH_LATENCY_ROUNDS:-10}"
+# Flameshot is the peer the cold start is compared with; running it is all we do with it.
+if ! command -v flameshot >/dev/null && [ "${BENCH_NO_FLAMESHOT:-0}" != 1 ]; then
+  sudo=; [ "$(id -u)" = 0 ] || sudo=sudo
+  $sudo env DEBIAN_FRONTEND=noninteractive apt-get install -y -q --no-install-recommends flameshot \
+    >"$BUILD/flameshot-install.log" 2>&1 || echo "!! could not install flameshot (see $BUILD/flameshot-install.log)"
+fi
+command -v flameshot >/dev/null || echo "   (flameshot is not installed: cold start printed without its peer figure)"
 
 WORK="$(mktemp -d /tmp/screencapture-bench.XXXXXX)"
 chmod 700 "$WORK"
@@ -113,6 +128,11 @@ for size in 1920x1080 3840x2160; do
   fi
   echo
   run "memory-$size" "$BIN/bench_mosaic_memory" --json "$WORK/memory-$size.json"
+  echo
+  run "latency-$size" node "$ROOT/bench/latency.js" --module "$MODULE" --poller "$BIN/xpixelwait" \
+    --rounds "$LATENCY_ROUNDS" --json "$WORK/latency-$size.json"
+  echo
+  run "interaction-$size" "$BIN/bench_interaction" --json "$WORK/interaction-$size.json"
   if [ "$size" = 1920x1080 ]; then
     echo
     echo "   (same scene, handed a pixmap in device pixels at ratio 2)"
@@ -140,7 +160,8 @@ RESULTS="$BUILD/bench-results.json"
   echo "  \"cpus\": $(nproc),"
   echo "  \"root_picture\": \"$WALLPAPER_NOTE\","
   printf '  "pixelate": %s' "$(cat "$WORK/pixelate.json")"
-  for f in "$WORK"/startup-*.json "$WORK"/memory-*.json "$WORK"/snap-*.json "$WORK"/wayland-*.json; do
+  for f in "$WORK"/startup-*.json "$WORK"/memory-*.json "$WORK"/snap-*.json "$WORK"/wayland-*.json \
+           "$WORK"/latency-*.json "$WORK"/interaction-*.json; do
     [ -e "$f" ] || continue
     key="$(basename "$f" .json | tr '-' '_')"
     printf ',\n  "%s": %s' "$key" "$(cat "$f")"
@@ -188,6 +209,29 @@ for (const k of memKeys) {
   const label = m.pixmap_width !== m.width ? `20 mosaics RSS MiB, pixmap ${m.pixmap_width}x${m.pixmap_height}` : '20 mosaics RSS MiB';
   rows.push([label, `${m.width}x${m.height}`, mib(m.rss_growth_20_strokes_bytes), `20 copies ${mib(m.private_copies_bytes)}`,
              f(m.growth_over_private_copies, 3), `${m.distinct_pixelated_buffers} buffer(s)`]);
+}
+for (const k of Object.keys(r).filter(k => k.startsWith('latency_'))) {
+  const l = r[k];
+  const size = `${l.width}x${l.height}`;
+  rows.push(['first capture / later, ms', size, f(l.first_capture_ms), `later ${f(l.later_capture_median_ms)}`,
+             f(l.first_over_later), `<=1.5x ${l.first_over_later <= 1.5 ? 'met' : 'NOT met'}`]);
+  rows.push(['cold start ms (node -> painted)', size, f(l.cold_median_ms, 1),
+             l.flameshot_cold_median_ms === null ? 'flameshot not installed' : `flameshot ${f(l.flameshot_cold_median_ms, 1)}`,
+             l.cold_over_flameshot === null ? '-' : f(l.cold_over_flameshot),
+             l.cold_over_flameshot === null ? '' : `<=1x ${l.cold_over_flameshot <= 1 ? 'met' : 'NOT met'}`]);
+}
+for (const k of Object.keys(r).filter(k => k.startsWith('interaction_'))) {
+  const i = r[k];
+  const size = `${i.width}x${i.height}`;
+  for (const [name, key] of [['drag out, ms/move', 'drag'], ['resize handle, ms/move', 'resize'],
+                             ['pen 5,000 points, ms/move', 'pen'], ['20th mosaic, ms/move', 'mosaic20']]) {
+    const v = i[`${key}_median_ms`];
+    rows.push([name, size, f(v), '', '', i.width >= 3840 ? `<=8ms ${v <= 8 ? 'met' : 'NOT met'}` : '']);
+  }
+  rows.push(['Return -> clipboard owned ms', size, f(i.enter_plain_median_ms), `20 mosaics ${f(i.enter_mosaic_median_ms)}`, '', '']);
+  rows.push(['session peak RSS over idle', size, `${mib(i.peak_rss_bytes - i.idle_rss_bytes)} MiB`,
+             `screenshot ${mib(i.screenshot_bytes)} MiB`, `${f(i.peak_over_idle_screenshots)} shots`,
+             `<=4 ${i.memory_target_met ? 'met' : 'NOT met'}`]);
 }
 const w = rows[0].map((_, i) => Math.max(...rows.map(x => String(x[i]).length)));
 for (const [i, row] of rows.entries()) {

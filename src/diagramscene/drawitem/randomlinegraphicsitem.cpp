@@ -5,14 +5,32 @@
 #include <QGraphicsScene>
 #include <QGraphicsSceneMouseEvent>
 #include <QPainter>
+#include <QStyleOptionGraphicsItem>
 #include <algorithm>
 
 RandomLineGraphicsItem::RandomLineGraphicsItem()
-    : QGraphicsItem(nullptr), paintStatus_(PaintStatusCreating) {}
+    : QGraphicsItem(nullptr), paintStatus_(PaintStatusCreating) {
+    // paint() needs the exposed area to skip segments that cannot reach it.
+    setFlag(ItemUsesExtendedStyleOption);
+}
+
+// Where segment i (from point i to i + 1) can put pixels: half the line width for the round
+// caps, and a little more for antialiasing.
+QRectF RandomLineGraphicsItem::segmentBounds(int i, double width) const {
+    const double m = width / 2 + 2;
+    return QRectF(points_[i], points_[i + 1]).normalized().adjusted(-m, -m, m, m);
+}
 
 void RandomLineGraphicsItem::changePoint(QPointF const& p) {
-    prepareGeometryChange();
     points_.append(p);
+    // The bounding rectangle is the whole scene and does not change; repainting only the new
+    // segment's surroundings keeps a long stroke from repainting the scene at every point.
+    if (points_.size() < 2) {
+        update();
+        return;
+    }
+    StyleInfo* style = StyleManager::instance()->getGraphicItemStyleInfo(this);
+    update(segmentBounds(points_.size() - 2, style ? style->width : 0));
 }
 
 void RandomLineGraphicsItem::setItemPaintStatus(ItemPaintStatus status) {
@@ -36,7 +54,8 @@ bool RandomLineGraphicsItem::contains(QPointF const& point) const {
     return false;
 }
 
-void RandomLineGraphicsItem::paint(QPainter* painter, QStyleOptionGraphicsItem const*, QWidget*) {
+void RandomLineGraphicsItem::paint(QPainter* painter, QStyleOptionGraphicsItem const* option,
+                                   QWidget*) {
     StyleInfo* style = StyleManager::instance()->getGraphicItemStyleInfo(this);
     if (!style || points_.size() < 2)
         return;
@@ -49,9 +68,13 @@ void RandomLineGraphicsItem::paint(QPainter* painter, QStyleOptionGraphicsItem c
     guidePen.setStyle(Qt::DashLine);
     painter->setRenderHint(QPainter::Antialiasing);
     const bool guide = paintStatus_ == PaintStatusCreating || paintStatus_ == PaintStatusEditing;
+    // Segments that cannot touch the exposed area would draw nothing there.
+    const QRectF exposed = option ? option->exposedRect : QRectF();
     for (int pass = 0; pass < (guide ? 2 : 1); ++pass) {
         painter->setPen(pass == 0 ? linePen : guidePen);
         for (int i = 0; i + 1 < points_.size(); ++i) {
+            if (!exposed.isEmpty() && !segmentBounds(i, style->width).intersects(exposed))
+                continue;
             QLineF segment(points_[i], points_[i + 1]);
             painter->drawLines(&segment, 1);
         }

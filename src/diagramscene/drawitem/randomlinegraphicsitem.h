@@ -29,6 +29,8 @@ protected:
     void mouseReleaseEvent(QGraphicsSceneMouseEvent* event) override;
 
 private:
+    QRectF segmentBounds(int i, double width) const;
+
     QRectF rect_;
     QVector<QPointF> points_;
     QPointF pressPoint_;

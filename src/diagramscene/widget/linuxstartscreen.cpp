@@ -48,6 +48,19 @@ LinuxStartScreen::LinuxStartScreen(QObject* parent)
     eventFilter_ = new EventFilter(windows, nullptr);
     mainWindow_->setWindowFlags(Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint);
     connect(mainWindow_, &MainWindow::mainWindowExit, this, &LinuxStartScreen::slotCloseWindow);
+    warmUp();
+}
+
+// One-time work that would otherwise land on the first capture, done without showing
+// anything, so the first capture costs what the later ones do.
+void LinuxStartScreen::warmUp() {
+    // Nothing here draws with OpenGL: raster-only windows spare loading the GL stack
+    // (libGL, Mesa's driver and its config) when the overlay's native window is made.
+    QCoreApplication::setAttribute(Qt::AA_ForceRasterWidgets);
+    // Style sheet resolution for the window and all its children.
+    mainWindow_->ensurePolished();
+    // The native window, unmapped until the first showFullScreen().
+    mainWindow_->winId();
 }
 
 LinuxStartScreen::~LinuxStartScreen() {

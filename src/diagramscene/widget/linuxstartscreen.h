@@ -23,6 +23,8 @@ public slots:
     void slotCloseWindow(int code);
 
 private:
+    void warmUp();
+
     MainWindow* mainWindow_;
     int exitCode_;
     EventFilter* eventFilter_;

@@ -8,6 +8,7 @@
 #include "stylemanager.h"
 
 #include <QApplication>
+#include <QBackingStore>
 #include <QClipboard>
 #include <QDebug>
 #include <QDesktopWidget>
@@ -126,16 +127,39 @@ void MainWindow::setScreenPixmap(QPixmap* pixmap) {
         delete screenPixmap;
     diagramScene->setScreenPixmap(pixmap);
     screenPixmap = pixmap;
+    dimmedCache = QImage();
+    paintedOnce = false;
     update();
 }
 
-void MainWindow::paintEvent(QPaintEvent* event) {
-    QPainter painter(this);
+void MainWindow::paintDimmed(QPainter& painter) {
     if (screenPixmap)
         painter.drawPixmap(QRect(0, 0, width(), height()), *screenPixmap,
                            QRect(0, 0, screenPixmap->width(), screenPixmap->height()));
     painter.setBrush(QBrush(QColor(53, 53, 53, 133), Qt::SolidPattern));
     painter.drawRect(0, 0, width(), height());
+}
+
+void MainWindow::paintEvent(QPaintEvent* event) {
+    QPainter painter(this);
+    const qint64 key = screenPixmap ? screenPixmap->cacheKey() : 0;
+    if (!dimmedCache.isNull() && dimmedCacheKey == key && dimmedCache.size() == size()) {
+        painter.drawImage(0, 0, dimmedCache);
+    } else {
+        paintDimmed(painter);
+        // The first paint of a session stays direct (it is on the way to the first frame);
+        // the next one records the same drawing in the backing store's own format, so the
+        // copy gives the very same pixels.
+        QPaintDevice* device = backingStore() ? backingStore()->paintDevice() : nullptr;
+        if (paintedOnce && screenPixmap && device && device->devType() == QInternal::Image &&
+            devicePixelRatioF() == 1) {
+            dimmedCache = QImage(size(), static_cast<QImage*>(device)->format());
+            QPainter cache(&dimmedCache);
+            paintDimmed(cache);
+            dimmedCacheKey = key;
+        }
+        paintedOnce = true;
+    }
     painter.end();
     QWidget::paintEvent(event);
 }
@@ -329,6 +353,8 @@ void MainWindow::resumeInitStatus() {
         popup->hide();
     delete screenPixmap;
     screenPixmap = nullptr;
+    dimmedCache = QImage();
+    paintedOnce = false;
     isPainting = false;
     diagramScene->resumeInitStatus();
     paintScene->resumeInitStatus();

@@ -3,6 +3,7 @@
 
 #include "drawdefine.h"
 
+#include <QImage>
 #include <QRect>
 #include <QWidget>
 
@@ -75,6 +76,7 @@ protected:
 
 private:
     void insertShape(PaintShape shape);
+    void paintDimmed(QPainter& painter);
 
     LinuxDiagramScene* diagramScene;
     QGraphicsView* diagramView;
@@ -91,6 +93,11 @@ private:
     QRect toolBarBounds;
     QRect styleBounds;
     ShowSizeWidget* sizeWidget;
+    // The dimmed screenshot as painted, kept after the first paint of a session so later
+    // repaints (every mouse move repaints under the selection) are one copy, not a blend.
+    QImage dimmedCache;
+    qint64 dimmedCacheKey = 0;
+    bool paintedOnce = false;
 };
 
 #endif // MAINWINDOW_H
