@@ -9,6 +9,7 @@
 // moves and keys; the save dialog is answered when it opens; every session ends with Escape.
 // Prints sessions, result words, crashes, hangs and sanitizer reports; the events of failing
 // sessions go to FILE (default monkey-failures.json) for --replay. Exit status 1 on any failure.
+const { spawn } = require('child_process');
 const fs = require('fs');
 const os = require('os');
 const path = require('path');
@@ -59,20 +60,27 @@ const TIMEOUT = opts.asan ? 30000 : 10000;
 // Background without white, so every white area on screen is a panel of the overlay.
 const background = (x, y) => [60 + ((x >> 3) % 90), 90 + ((y >> 3) % 70), 80 + (((x + y) >> 4) % 60)];
 
-// Raw screenshot (RGB bytes) and the bounding boxes of its connected white areas of at least
-// 12 × 8 pixels, by merging white runs with touching runs of the row above.
-async function whiteAreas(env, width, height) {
-  const rgb = await h.run('import', ['-window', 'root', '-depth', '8', 'rgb:-'], { env, timeout: 20000 });
+// The bounding boxes of the screen's connected white areas of at least 12 × 8 pixels, found by
+// merging white runs with touching runs of the row above. xwd is far quicker than ImageMagick.
+async function whiteAreas(env) {
+  const img = await h.run('xwd', ['-root', '-silent'], { env, timeout: 20000 });
+  const f = (i) => img.readUInt32BE(i * 4);
+  const [width, height, byteOrder, bpp, stride, ncolors] = [f(4), f(5), f(7), f(11), f(12), f(19)];
+  if (bpp !== 32) throw new Error(`xwd gave ${bpp} bits per pixel`);
+  const byteOf = (mask) => (byteOrder ? 3 - Math.log2(mask & -mask) / 8 : Math.log2(mask & -mask) / 8) | 0;
+  const [cr, cg, cb] = [f(13), f(14), f(15)].map(byteOf);
+  const base = f(0) + ncolors * 12;
+  const white = (o) => img[o + cr] >= 250 && img[o + cg] >= 250 && img[o + cb] >= 250;
   const parent = [];
   const find = (i) => (parent[i] === i ? i : (parent[i] = find(parent[i])));
   const runs = [];
   let prev = [];
   for (let y = 0; y < height; y++) {
     const row = [];
-    for (let x = 0, o = y * width * 3; x < width; x++, o += 3) {
-      if (rgb[o] < 250 || rgb[o + 1] < 250 || rgb[o + 2] < 250) continue;
+    for (let x = 0, o = base + y * stride; x < width; x++, o += 4) {
+      if (!white(o)) continue;
       const x0 = x;
-      while (x + 1 < width && rgb[o + 3] >= 250 && rgb[o + 4] >= 250 && rgb[o + 5] >= 250) x++, (o += 3);
+      while (x + 1 < width && white(o + 4)) x++, (o += 4);
       const id = runs.push({ x0, x1: x, y }) - 1;
       parent[id] = id;
       for (const p of prev) if (runs[p].x0 <= x && runs[p].x1 >= x0) parent[find(p)] = find(id);
@@ -116,7 +124,7 @@ async function randomEvent(rnd, ctx) {
   const kind = rnd();
   const [a, b, c] = [point(), point(), rnd()];
   if (kind < 0.3) {
-    const boxes = await whiteAreas(ctx.env, W, H);
+    const boxes = await whiteAreas(ctx.env);
     const [u, v] = [rnd(), rnd()];
     const box = boxes.length ? boxes[Math.floor(c * boxes.length)] : null;
     if (box) {
@@ -158,8 +166,37 @@ const rssKb = (pid) => {
   }
 };
 
+// One long-lived xdotool reading commands from stdin (a process per event costs more than the
+// event). Each line ends with getmouselocation, whose output tells that the line is done.
+function xdoServer(env) {
+  let proc = null;
+  let waiting = null;
+  let out = '';
+  const start = () => {
+    proc = spawn('xdotool', ['-'], { env, stdio: ['pipe', 'pipe', 'ignore'] });
+    proc.stdin.on('error', () => {});
+    proc.stdout.on('data', (d) => {
+      out += d;
+      if (out.includes('\n') && waiting) waiting();
+      out = out.slice(out.lastIndexOf('\n') + 1);
+    });
+    proc.once('exit', () => ((proc = null), waiting && waiting()));
+  };
+  const send = async (args) => {
+    if (!proc) start();
+    const done = new Promise((r) => (waiting = r));
+    proc.stdin.write(`${args.join(' ')} getmouselocation\n`);
+    const timer = setTimeout(() => proc && proc.kill('SIGKILL'), 20000);
+    await done;
+    clearTimeout(timer);
+    waiting = null;
+  };
+  send.stop = () => proc && proc.kill('SIGKILL');
+  return send;
+}
+
 // Answers the save dialog with `key` if it is open (or opens within `wait` ms).
-async function answerDialog(env, key, wait = 0) {
+async function answerDialog({ env, xdo }, key, wait = 0) {
   const search = () => h.run('xdotool', ['search', '--onlyvisible', '--name', DIALOG], { env, encoding: 'utf8' }).then((o) => o.split('\n')[0], () => '');
   let id = await search();
   if (!id && wait) await h.waitUntil(async () => (id = await search()), { timeout: wait });
@@ -167,7 +204,7 @@ async function answerDialog(env, key, wait = 0) {
   const focused = async () => (await h.run('xdotool', ['getwindowfocus'], { env, encoding: 'utf8' }).catch(() => '')).trim() === id;
   await h.waitUntil(focused, { timeout: 3000 });
   await h.sleep(150); // the file name field takes the focus just after the window
-  await h.xdotool(env, ['key', key], { settle: 0 });
+  await xdo(['key', key]);
   return true;
 }
 
@@ -190,20 +227,25 @@ async function session(host, ctx, events, rnd, stats) {
     if (!gone()) return stats.hangs++, { failure: `hang: ${e.message.split('\n')[0]}`, log };
   }
   const planned = events || Array.from({ length: 3 + Math.floor(rnd() * 30) });
-  for (let i = 0; i < planned.length && !gone() && !ended(); i++) {
+  for (let i = 0; i < planned.length && !gone() && !ended() && (events || stats.events < opts.events); i++) {
     const ev = events ? planned[i] : await randomEvent(rnd, ctx);
     log.push(ev);
     if (ev.what !== 'dialog') stats.events++;
-    if (ev.what === 'dialog') await answerDialog(env, ev.args[1], 5000);
-    else await h.xdotool(env, ev.args, { settle: 30 }).catch(() => {});
+    stats.kinds[ev.what] = (stats.kinds[ev.what] || 0) + 1;
+    if (ev.what === 'dialog') await answerDialog(ctx, ev.args[1], 5000);
+    else await ctx.xdo(ev.args);
+    // Only the toolbar's save button opens the dialog (a stray one is closed at the end).
     const key = events ? null : rnd() < 0.7 ? 'Escape' : 'Return';
-    if (key && (await answerDialog(env, key))) log.push({ what: 'dialog', args: ['key', key] });
+    if (ev.what === 'click on the toolbar' && key && (await answerDialog(ctx, key))) {
+      log.push({ what: 'dialog', args: ['key', key] });
+      stats.kinds.dialog = (stats.kinds.dialog || 0) + 1;
+    }
   }
   // Escape, repeated: a popup list or the save dialog takes the first one.
   const end = Date.now() + TIMEOUT;
   while (!gone() && !ended() && Date.now() < end) {
-    await answerDialog(env, 'Escape');
-    await h.xdotool(env, ['mouseup', 1, 'key', 'Escape'], { settle: 0 }).catch(() => {});
+    await answerDialog(ctx, 'Escape');
+    await ctx.xdo(['mouseup', 1, 'key', 'Escape']);
     await h.waitUntil(() => ended() || gone(), { timeout: 2000 });
   }
   if (gone()) {
@@ -231,13 +273,15 @@ async function main() {
   // Saved files land in a private home, removed at the end.
   const env = { ...x.env, HOME: home, XDG_CONFIG_HOME: path.join(home, '.config') };
   delete env.XDG_DOWNLOAD_DIR;
-  const stats = { sessions: 0, events: 0, results: {}, crashes: 0, hangs: 0, sanitizer: 0, failed: [] };
+  const stats = { sessions: 0, events: 0, kinds: {}, results: {}, crashes: 0, hangs: 0, sanitizer: 0, failed: [] };
   let host;
+  let stopXdo = () => {};
   try {
     await h.setRootPattern(env, h.image(x.width, x.height, background));
     const layout = await h.layoutProbe(env);
     const rnd = mulberry32(opts.seed);
-    const ctx = { env, width: x.width, height: x.height, layout, bar: null };
+    const ctx = { env, width: x.width, height: x.height, layout, bar: null, xdo: xdoServer(env) };
+    stopXdo = ctx.xdo.stop;
     console.log(`monkey: ${replay ? `replay of ${replay.sessions.length} session(s) from ${opts.replay}` : `seed ${opts.seed}, ${opts.events} events`}, ` +
       `${x.width}x${x.height}, module ${path.relative(process.cwd(), h.MODULE_PATH)}${h.SANITIZED ? ' (sanitized)' : ''}`);
     const started = Date.now();
@@ -250,6 +294,7 @@ async function main() {
       if (r.failure) {
         stats.failed.push({ session: s, reason: r.failure, events: r.log });
         console.log(`session ${s}: ${r.failure}`);
+        fs.writeFileSync(opts.out, JSON.stringify({ seed: opts.seed, width: x.width, height: x.height, sessions: stats.failed }, null, 1));
         await host.kill();
       }
       if (host.exitCode === undefined && firstRss === undefined) firstRss = rssKb(host.proc.pid);
@@ -261,16 +306,16 @@ async function main() {
     const lastRss = host && host.exitCode === undefined ? rssKb(host.proc.pid) : NaN;
     const words = Object.entries(stats.results).map(([k, v]) => `${k} ${v}`).join(', ');
     console.log(`sessions ${stats.sessions} (${words}), events ${stats.events}, ${Math.round((Date.now() - started) / 1000)} s`);
+    console.log(Object.entries(stats.kinds).map(([k, v]) => `${k} ${v}`).join(', '));
     console.log(`crashes ${stats.crashes}, hangs ${stats.hangs}, sanitizer reports ${stats.sanitizer}`);
     if (firstRss && lastRss) console.log(`host RSS after the first session ${Math.round(firstRss / 1024)} MB, at the end ${Math.round(lastRss / 1024)} MB`);
     if (stats.failed.length) {
-      const out = { seed: opts.seed, width: x.width, height: x.height, sessions: stats.failed };
-      fs.writeFileSync(opts.out, JSON.stringify(out, null, 1));
       console.log(`events of ${stats.failed.length} failing session(s) written to ${opts.out}; replay with --replay ${opts.out}`);
       process.exitCode = 1;
     }
   } finally {
     if (host) await host.kill();
+    stopXdo();
     await x.stop();
     fs.rmSync(home, { recursive: true, force: true });
   }

@@ -3,7 +3,7 @@
 set -euo pipefail
 
 packages=(cmake g++ make qtbase5-dev qtbase5-dev-tools xvfb xdotool xclip imagemagick
-          x11-utils xauth fonts-dejavu-core)
+          x11-utils x11-apps xauth fonts-dejavu-core)
 
 missing=()
 for p in "${packages[@]}"; do
