@@ -40,7 +40,8 @@ const opts = parseArgs(process.argv.slice(2));
 if (opts.asan) process.env.SCREENCAPTURE_ASAN = '1'; // read by the harness when it loads
 const h = require('../tests/e2e/harness');
 
-// mulberry32: a small, well-mixed 32-bit generator; the same seed gives the same event plan.
+// mulberry32: a small, well-mixed 32-bit generator. A seed fixes the choices; where a control
+// click lands still depends on what is on screen, hence the replay file.
 function mulberry32(seed) {
   let a = seed >>> 0;
   return () => {
@@ -197,12 +198,13 @@ function xdoServer(env) {
 
 // Answers the save dialog with `key` if it is open (or opens within `wait` ms).
 async function answerDialog({ env, xdo }, key, wait = 0) {
-  const search = () => h.run('xdotool', ['search', '--onlyvisible', '--name', DIALOG], { env, encoding: 'utf8' }).then((o) => o.split('\n')[0], () => '');
-  let id = await search();
-  if (!id && wait) await h.waitUntil(async () => (id = await search()), { timeout: wait });
-  if (!id) return false;
-  const focused = async () => (await h.run('xdotool', ['getwindowfocus'], { env, encoding: 'utf8' }).catch(() => '')).trim() === id;
-  await h.waitUntil(focused, { timeout: 3000 });
+  const search = () => h.run('xdotool', ['search', '--onlyvisible', '--name', DIALOG], { env, encoding: 'utf8' }).then((o) => o.split('\n').filter(Boolean), () => []);
+  let ids = await search();
+  if (!ids.length && wait) await h.waitUntil(async () => (ids = await search()).length, { timeout: wait });
+  if (!ids.length) return false;
+  // The dialog, or the question it asks before replacing a file (same title), must have the focus.
+  const focused = async () => ids.includes((await h.run('xdotool', ['getwindowfocus'], { env, encoding: 'utf8' }).catch(() => '')).trim());
+  if (!(await h.waitUntil(focused, { timeout: 3000 }))) await xdo(['windowfocus', ids[ids.length - 1]]);
   await h.sleep(150); // the file name field takes the focus just after the window
   await xdo(['key', key]);
   return true;
@@ -258,7 +260,8 @@ async function session(host, ctx, events, rnd, stats) {
   const result = ended();
   if (!result) {
     stats.hangs++;
-    return { failure: `hang: the session did not end within ${TIMEOUT} ms of Escape`, log };
+    const tail = host.stderr.split('\n').slice(-15).join('\n');
+    return { failure: `hang: the session did not end within ${TIMEOUT} ms of Escape; the host's last log lines:\n${tail}`, log };
   }
   return { word: result.calls.length ? result.calls[0].args[0] : 'no callback', log };
 }
