@@ -64,7 +64,9 @@ const background = (x, y) => [60 + ((x >> 3) % 90), 90 + ((y >> 3) % 70), 80 + (
 // The bounding boxes of the screen's connected white areas of at least 12 × 8 pixels, found by
 // merging white runs with touching runs of the row above. xwd is far quicker than ImageMagick.
 async function whiteAreas(env) {
-  const img = await h.run('xwd', ['-root', '-silent'], { env, timeout: 20000 });
+  // A window closing while xwd reads the tree makes it fail: then there is nothing to click.
+  const img = await h.run('xwd', ['-root', '-silent'], { env, timeout: 20000 }).catch(() => null);
+  if (!img) return [];
   const f = (i) => img.readUInt32BE(i * 4);
   const [width, height, byteOrder, bpp, stride, ncolors] = [f(4), f(5), f(7), f(11), f(12), f(19)];
   if (bpp !== 32) throw new Error(`xwd gave ${bpp} bits per pixel`);
