@@ -2,7 +2,7 @@
 // End-to-end helpers: private Xvfb servers, a scripted child process that owns the module,
 // xdotool/xclip/ImageMagick wrappers, control positions from build/layoutprobe, reference
 // drawings from build/annotref, and pixel checks.
-const { spawn, execFile } = require('child_process');
+const { spawn, execFile, execFileSync } = require('child_process');
 const fs = require('fs');
 const os = require('os');
 const path = require('path');
@@ -300,7 +300,7 @@ let sanitizerEnv;
 function childEnv(env) {
   if (!SANITIZED) return env;
   if (!sanitizerEnv) {
-    const lib = (name) => require('child_process').execFileSync('gcc', [`-print-file-name=${name}`], { encoding: 'utf8' }).trim();
+    const lib = (name) => execFileSync('gcc', [`-print-file-name=${name}`], { encoding: 'utf8' }).trim();
     sanitizerEnv = {
       LD_PRELOAD: `${lib('libasan.so')} ${lib('libubsan.so')}`,
       ASAN_OPTIONS: 'detect_leaks=0:halt_on_error=1',
