@@ -15,7 +15,7 @@ bash scripts/setup.sh || fail "installing the Debian packages (scripts/setup.sh)
 step "build (build/)"
 bash scripts/build.sh || fail "build of build/"
 
-step "build with ASan+UBSan (build-asan/)"
+step "build with ASan+UBSan (build-asan/: C++ tests and the module)"
 if [ ! -f build-asan/CMakeCache.txt ]; then
     cmake -S . -B build-asan -DSCREENCAPTURE_SANITIZE=ON || fail "configure of build-asan/"
 fi
@@ -36,5 +36,15 @@ ASAN_OPTIONS=detect_leaks=0 UBSAN_OPTIONS=print_stacktrace=1 \
 
 step "node tests (each starts its own Xvfb)"
 node --test tests/node tests/e2e || fail "node tests"
+
+# The sanitized module inside plain node: sessions, the nested event loop, callbacks, two Main
+# objects and the clipboard services; a sanitizer report in any child fails the file.
+step "end-to-end tests on the sanitized module (build-asan/)"
+SCREENCAPTURE_ASAN=1 node --test tests/e2e/session.test.js tests/e2e/clipboard.test.js \
+    || fail "end-to-end tests on the sanitized module"
+
+step "random input on the sanitized module (npm run monkey)"
+node scripts/monkey.js --asan --events 150 --seed 13 --out build-asan/monkey-failures.json \
+    || fail "random input on the sanitized module; replay: node scripts/monkey.js --asan --replay build-asan/monkey-failures.json"
 
 printf '\nall tests passed\n'

@@ -27,19 +27,28 @@ v8::Local<v8::String> utf8String(v8::Isolate* isolate, const QByteArray& bytes) 
 
 int QApplicationWrap::argc_ = 0;
 char** QApplicationWrap::argv_ = nullptr;
+std::weak_ptr<LinuxStartScreen> QApplicationWrap::sharedStartScreen_;
 
-QApplicationWrap::QApplicationWrap() : app_(nullptr), startScreen_(nullptr) {
+// The only place the application object is made. A second one would take over event
+// delivery, and the first Main's event filter would no longer see Esc, Enter or clicks.
+QApplication* QApplicationWrap::sharedApplication() {
+    if (auto* app = qobject_cast<QApplication*>(QCoreApplication::instance()))
+        return app;
+    const SessionPlatformScope platform; // XWayland on a Wayland session
+    return new QApplication(argc_, argv_);
+}
+
+QApplicationWrap::QApplicationWrap() : app_(nullptr) {
     QCoreApplication::addLibraryPath("./");
-    {
-        const SessionPlatformScope platform; // XWayland on a Wayland session
-        app_ = new QApplication(argc_, argv_);
+    app_ = sharedApplication();
+    startScreen_ = sharedStartScreen_.lock();
+    if (!startScreen_) {
+        startScreen_ = std::make_shared<LinuxStartScreen>(nullptr);
+        sharedStartScreen_ = startScreen_;
     }
-    startScreen_ = new LinuxStartScreen(nullptr);
 }
 
-QApplicationWrap::~QApplicationWrap() {
-    delete startScreen_;
-}
+QApplicationWrap::~QApplicationWrap() = default;
 
 void QApplicationWrap::Initialize(v8::Local<v8::Object> exports) {
     v8::Isolate* isolate = exports->GetIsolate();
@@ -83,6 +92,16 @@ void QApplicationWrap::New(const v8::FunctionCallbackInfo<v8::Value>& args) {
     if (args.NewTarget()->IsUndefined()) {
         return;
     }
+    // Another addon's Qt application that is not a QApplication cannot host widgets.
+    if (QCoreApplication::instance() &&
+        !qobject_cast<QApplication*>(QCoreApplication::instance())) {
+        v8::Isolate* isolate = args.GetIsolate();
+        isolate->ThrowException(v8::Exception::Error(
+            v8::String::NewFromUtf8(
+                isolate, "this process already has a Qt application that is not a QApplication")
+                .ToLocalChecked()));
+        return;
+    }
     QApplicationWrap* wrap = new QApplicationWrap();
     wrap->Wrap(args.This());
     args.GetReturnValue().Set(args.This());
@@ -98,7 +117,7 @@ void QApplicationWrap::ScreenCapture(const v8::FunctionCallbackInfo<v8::Value>& 
     v8::Isolate* isolate = args.GetIsolate();
     QApplicationWrap* wrap = ObjectWrap::Unwrap<QApplicationWrap>(args.This());
     QApplication* app = wrap->app_;
-    LinuxStartScreen* startScreen = wrap->startScreen_;
+    LinuxStartScreen* startScreen = wrap->startScreen_.get();
 
     QMessageLogger(kLogFile, 150, "ScreenCapture").debug() << "startLinuxScreen";
     startScreen->startWinScreen(app);

@@ -4,11 +4,14 @@
 #include <node.h>
 #include <node_object_wrap.h>
 
+#include <memory>
+
 class QApplication;
 class LinuxStartScreen;
 
-// Script-visible class "Main": owns the session controller; the QApplication it
-// creates lives until the process ends.
+// Script-visible class "Main". Every Main in a process shares the one QApplication (never
+// deleted) and one session controller, which goes with the last Main collected: two
+// controllers would mean two overlay windows sharing, and each deleting, the style manager.
 class QApplicationWrap : public node::ObjectWrap {
 public:
     static void Initialize(v8::Local<v8::Object> exports);
@@ -25,7 +28,10 @@ private:
     static void SetClipboardUrl(const v8::FunctionCallbackInfo<v8::Value>& args);
 
     QApplication* app_;
-    LinuxStartScreen* startScreen_;
+    std::shared_ptr<LinuxStartScreen> startScreen_;
+
+    static QApplication* sharedApplication();
+    static std::weak_ptr<LinuxStartScreen> sharedStartScreen_;
 
     // QApplication keeps a reference to the count, so it must outlive the app.
     static int argc_;

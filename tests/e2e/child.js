@@ -1,6 +1,7 @@
 'use strict';
-// Owns the module in a process of its own (one Main per process) and runs a list of steps
-// given as JSON in argv[3]. Every step prints one JSON line on stdout; stdout is a pipe,
+// Owns the module in a process of its own and runs a list of steps given as JSON in argv[3];
+// a step's "on" picks the Main it calls (0 = the one made at start, see "main" and "drop"),
+// "loop" starts the list again. Every step prints one JSON line on stdout; stdout is a pipe,
 // and pipe writes are synchronous on Linux, so lines arrive even while Qt blocks the thread.
 const fs = require('fs');
 
@@ -28,8 +29,10 @@ function waitForLine() {
 
 const { Main } = require(modulePath);
 emit({ op: 'loaded' });
-const app = new Main();
+const mains = [new Main()];
+const refs = [new WeakRef(mains[0])];
 emit({ op: 'constructed' });
+const main = (step) => mains[step.on || 0];
 
 const captureArgs = {
   none: () => [],
@@ -51,18 +54,18 @@ const ops = {
       calls.push({ args, thisIsNull: this === null });
     };
     emit({ op: 'capturing', index });
-    emit({ op: 'captured', index, calls, ...attempt(() => app.screenCapture(...captureArgs[step.args](cb))) });
+    emit({ op: 'captured', index, calls, ...attempt(() => main(step).screenCapture(...captureArgs[step.args](cb))) });
   },
   setClipboardUrl(step) {
-    const r = attempt(() => ('arg' in step ? app.setClipboardUrl(step.arg) : app.setClipboardUrl()));
+    const r = attempt(() => ('arg' in step ? main(step).setClipboardUrl(step.arg) : main(step).setClipboardUrl()));
     emit({ op: 'setClipboardUrl', ...r, retType: typeof r.ret });
   },
-  getFilePathFromClipboard() {
-    const result = app.getFilePathFromClipboard();
+  getFilePathFromClipboard(step) {
+    const result = main(step).getFilePathFromClipboard();
     emit({ op: 'getFilePathFromClipboard', result, keys: Object.keys(result), arrays: [Array.isArray(result.fileList), Array.isArray(result.dirList)] });
   },
-  deleteScreenCapture() {
-    emit({ op: 'deleteScreenCapture', retType: typeof app.deleteScreenCapture(1, 2, 3) });
+  deleteScreenCapture(step) {
+    emit({ op: 'deleteScreenCapture', retType: typeof main(step).deleteScreenCapture(1, 2, 3) });
   },
   // An object made from the prototype has no native half: the engine must refuse it.
   foreignReceiver() {
@@ -75,11 +78,28 @@ const ops = {
     waitForLine();
     emit({ op: 'resumed' });
   },
-  exec() {
+  exec(step) {
     emit({ op: 'exec' });
-    app.exec();
+    main(step).exec();
     emit({ op: 'execReturned' });
   },
+  main() {
+    refs.push(new WeakRef((mains[mains.length] = new Main())));
+    emit({ op: 'main', index: mains.length - 1 });
+  },
+  // Collected only once this job has ended (weak references hold their target till then).
+  async drop(step) {
+    mains[step.on] = null;
+    await new Promise(setImmediate);
+    global.gc();
+    emit({ op: 'dropped', collected: refs[step.on].deref() === undefined });
+  },
 };
-for (const step of JSON.parse(stepsJson)) ops[step.op](step);
-emit({ op: 'done' });
+(async () => {
+  const steps = JSON.parse(stepsJson);
+  for (let i = 0; i < steps.length; i++) {
+    if (steps[i].op === 'loop') i = 0;
+    await ops[steps[i].op](steps[i]);
+  }
+  emit({ op: 'done' });
+})();

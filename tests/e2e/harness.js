@@ -2,14 +2,16 @@
 // End-to-end helpers: private Xvfb servers, a scripted child process that owns the module,
 // xdotool/xclip/ImageMagick wrappers, control positions from build/layoutprobe, reference
 // drawings from build/annotref, and pixel checks.
-const { spawn, execFile } = require('child_process');
+const { spawn, execFile, execFileSync } = require('child_process');
 const fs = require('fs');
 const os = require('os');
 const path = require('path');
 const { PNG } = require('pngjs');
 
 const ROOT = path.resolve(__dirname, '..', '..');
-const MODULE_PATH = process.env.SCREENCAPTURE_MODULE || path.join(ROOT, 'build', 'screencapture.node');
+// SCREENCAPTURE_ASAN=1: the module of build-asan/, loaded with the sanitizer runtimes preloaded.
+const SANITIZED = process.env.SCREENCAPTURE_ASAN === '1';
+const MODULE_PATH = process.env.SCREENCAPTURE_MODULE || path.join(ROOT, SANITIZED ? 'build-asan' : 'build', 'screencapture.node');
 const OVERLAY_TITLE = 'Diagramscene';
 
 const sleep = (ms) => new Promise((r) => setTimeout(r, ms));
@@ -251,10 +253,35 @@ async function setRootPattern(displayOrEnv, picture) {
 
 // ---------- the child process that owns the module ----------
 
+// Node itself is not instrumented, so the runtimes must be preloaded. Leak checks are off (Qt
+// and V8 keep allocations to exit); any other report aborts the child.
+let sanitizerEnv;
+function childEnv(env) {
+  if (!SANITIZED) return env;
+  if (!sanitizerEnv) {
+    const lib = (name) => execFileSync('gcc', [`-print-file-name=${name}`], { encoding: 'utf8' }).trim();
+    sanitizerEnv = {
+      LD_PRELOAD: `${lib('libasan.so')} ${lib('libubsan.so')}`,
+      ASAN_OPTIONS: 'detect_leaks=0:halt_on_error=1',
+      UBSAN_OPTIONS: 'print_stacktrace=1:halt_on_error=1',
+    };
+  }
+  return { ...env, ...sanitizerEnv };
+}
+
+// Sanitizer reports in a child's stderr; a test process that saw one exits with status 1.
+const SANITIZER_REPORT = /ERROR: AddressSanitizer|runtime error:/;
+const reports = [];
+process.once('exit', () => {
+  if (!reports.length) return;
+  process.stderr.write(`sanitizer reports in ${reports.length} child process(es):\n${reports.join('\n')}\n`);
+  process.exitCode = 1;
+});
+
 // Runs tests/e2e/child.js with a list of steps (see there); its stdout is JSON lines.
 function spawnChild(env, steps) {
-  const args = [path.join(__dirname, 'child.js'), MODULE_PATH, JSON.stringify(steps)];
-  const proc = track(spawn(process.execPath, args, { env, cwd: os.tmpdir(), stdio: 'pipe' }));
+  const args = ['--expose-gc', path.join(__dirname, 'child.js'), MODULE_PATH, JSON.stringify(steps)];
+  const proc = track(spawn(process.execPath, args, { env: childEnv(env), cwd: os.tmpdir(), stdio: 'pipe' }));
   const handle = { proc, lines: [], stderr: '', exitCode: undefined, signal: undefined };
   const waiters = new Set();
   const notify = () => waiters.forEach((w) => w());
@@ -273,6 +300,7 @@ function spawnChild(env, steps) {
   });
   proc.stderr.on('data', (d) => ((handle.stderr += d), notify()));
   proc.stdin.on('error', () => {});
+  proc.once('close', () => SANITIZER_REPORT.test(handle.stderr) && reports.push(handle.stderr));
   handle.exited = new Promise((resolve) =>
     proc.once('exit', (code, signal) => (Object.assign(handle, { exitCode: code, signal }), notify(), resolve({ code, signal }))));
   // Resolves with found() once it is truthy; rejects on exit or timeout.
@@ -506,7 +534,7 @@ function compareWithReference(got, want, base, { colours = [], aaTolerance = 0, 
 }
 
 module.exports = {
-  ROOT, MODULE_PATH, sleep, eventually, waitUntil, run, startXvfb, desktop, image, pixelAt, sameRgb,
+  ROOT, MODULE_PATH, SANITIZED, SANITIZER_REPORT, sleep, eventually, waitUntil, run, startXvfb, desktop, image, pixelAt, sameRgb,
   cropImage, patternPixel, patternPosition, makePatternImage, blend, comparePixels, diffText,
   patternCropMismatch, boundingBox, findRunsBox, findToolbar, findMagnifier, screenshot, shotUntil, setRootPattern,
   spawnChild, spawnCapture, startCapture, xdotool, mousemove, mousedown, mouseup, click, key, type, clickAt,

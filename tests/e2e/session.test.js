@@ -91,3 +91,39 @@ test('capture sessions in one process', { timeout: 180000 }, async (t) => {
   await child.waitFor((l) => l.op === 'exec', { what: 'the child to go on after the calls' });
   assert.equal(child.exitCode, undefined, 'child must still be running');
 });
+
+test('two Main objects: Esc, right button and Enter end captures from either, also once one is collected; both serve the clipboard', { timeout: 300000 }, async (t) => {
+  const x = await h.desktop(t, W, H, h.makePatternImage(W, H));
+  await h.mousemove(x.env, W - 1, H - 1);
+  const [A, B] = [0, 1];
+  const sessions = [[A, 'Escape'], [B, 'right'], [A, 'Return'], [B, 'Return'], [B, 'Escape'], [B, 'right'], [B, 'Return']];
+  const capture = (on, i) => [...(i ? [{ op: 'wait' }] : []), { op: 'capture', args: 'cb3', on }];
+  const get = (on) => ({ op: 'getFilePathFromClipboard', on });
+  const child = h.spawnChild(x.env, [
+    { op: 'main' },
+    ...sessions.slice(0, 4).flatMap(([on], i) => capture(on, i)),
+    { op: 'setClipboardUrl', on: A, arg: '/tmp' }, get(B), { op: 'setClipboardUrl', on: B, arg: h.ROOT }, get(A),
+    { op: 'drop', on: A },
+    ...sessions.slice(4).flatMap(([on], i) => capture(on, i + 4)),
+    { op: 'setClipboardUrl', on: B, arg: '/tmp' }, get(B), { op: 'exec', on: B },
+  ]);
+  for (const [i, [on, end]] of sessions.entries()) {
+    if (i) {
+      await child.waitFor(() => child.events('waiting').length >= i);
+      await h.waitForOverlayGone(x.env);
+      child.send();
+    }
+    await h.waitForOverlay(x.env, { child });
+    await h.sleep(150);
+    if (end === 'right') await h.clickAt(x.env, W / 2, H / 2, 3);
+    if (end === 'Return') await h.drag(x.env, 100, 100, 400, 300);
+    if (end !== 'right') await h.key(x.env, end);
+    const r = await child.result(i);
+    assert.deepEqual(r.calls, [{ args: [end === 'Return' ? 'image' : 'exit'], thisIsNull: true }], `session ${i} on Main ${on}, ended by ${end}`);
+  }
+  await child.waitFor((l) => l.op === 'exec');
+  assert.deepEqual(child.events('dropped'), [{ op: 'dropped', collected: true }]);
+  const dirs = child.events('getFilePathFromClipboard').map((e) => e.result.dirList);
+  assert.deepEqual(dirs, [['//tmp'], ['/' + h.ROOT], ['//tmp']]);
+  await child.kill();
+});
