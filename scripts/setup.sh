@@ -3,7 +3,8 @@
 set -euo pipefail
 
 packages=(cmake g++ make qtbase5-dev qtbase5-dev-tools xvfb xdotool xclip imagemagick
-          x11-utils xauth fonts-dejavu-core)
+          x11-utils xauth fonts-dejavu-core
+          xserver-xorg-core xserver-xorg-video-dummy x11-xserver-utils)
 
 missing=()
 for p in "${packages[@]}"; do
