@@ -153,14 +153,15 @@ say "tree: $tree ($(git -C "$tree" rev-parse --short HEAD 2>/dev/null || echo '?
 echo "building the unmutated copy in $copy/build ..."
 build "$logs/unmutated-build.log" || { echo "FAILED: the unmutated build, see $logs/unmutated-build.log" >&2; exit 1; }
 
-# Every suite must pass unmutated (else every mutant would look killed); their times set the order.
+# A suite must pass unmutated (else every mutant would look killed by it): one that fails twice
+# is left out, loudly. Their times set the order.
 declare -A took
 mapfile -t cpp < <(cd "$copy" && ctest --test-dir build -N | sed -n 's/^ *Test *#[0-9]*: *//p')
 for s in "${cpp[@]}" $(cd "$copy" && ls tests/node/*.test.js tests/e2e/*.test.js); do
-    t0=$(date +%s)
-    if ! run_suite "$s" "$logs/unmutated-$(basename "$s").log"; then
-        echo "FAILED: $s fails without any mutant, see $logs/unmutated-$(basename "$s").log" >&2
-        exit 1
+    t0=$(date +%s) log=$logs/unmutated-$(basename "$s").log
+    if ! run_suite "$s" "$log" && ! run_suite "$s" "$log"; then
+        say "LEFT OUT: $s fails without any mutant (twice), see $log"
+        continue
     fi
     took[$s]=$(($(date +%s) - t0))
 done
