@@ -128,10 +128,19 @@ mkdir -p "$copy" "$logs"
 say() { printf '%s\n' "$*" | tee -a "$summary"; }
 : >"$summary"
 
-# A fresh copy of the tree, every file newer than the last build; build/ stays.
-find "$copy" -mindepth 1 -maxdepth 1 ! -name build -exec rm -rf {} +
+# The copy becomes the tree again: files that differ are copied with a new time (so the build
+# sees them), the others are left as they are; build/ stays.
+fresh=$work/fresh
+rm -rf "$fresh" && mkdir -p "$fresh"
 tar -C "$tree" --exclude=./build --exclude='./build-*' --exclude=./.git --exclude=./node_modules -cf - . |
-    tar -C "$copy" -xmf - || exit 1
+    tar -C "$fresh" -xf - || exit 1
+(cd "$copy" && find . -path ./build -prune -o -type f -print) | while read -r f; do
+    [ -e "$fresh/$f" ] || rm -f "$copy/$f"
+done
+(cd "$fresh" && find . -type f) | while read -r f; do
+    cmp -s "$fresh/$f" "$copy/$f" || { mkdir -p "$(dirname "$copy/$f")" && cp "$fresh/$f" "$copy/$f"; }
+done
+rm -rf "$fresh"
 
 build() {
     (cd "$copy" && { [ -f build/CMakeCache.txt ] || cmake -S . -B build; } && cmake --build build -j2) >"$1" 2>&1
