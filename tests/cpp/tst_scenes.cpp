@@ -76,6 +76,8 @@ void TestScenes::zeroSizeDragAndRightButton() {
     QVERIFY(!window->toolBar()->isVisible());
     QVERIFY(!scene->isCanGetPixmap());
     QVERIFY(window->getPixmap().isNull());
+    // Its frame shows as a line.
+    QCOMPARE(vp->grab().toImage().pixelColor(600, 500), QColor("#3A91F3"));
 
     // In a fresh window, a real region is not moved by a right-button drag inside it.
     delete window;
@@ -225,6 +227,13 @@ void TestScenes::textToolClickCreatesEditableText() {
     // Choosing a tool ends the editing.
     paint->setPaintShape(PaintShapesRectangle);
     QCOMPARE(text->textInteractionFlags(), Qt::NoTextInteraction);
+
+    // A double click on the background confirms, although its first click made a text there.
+    QSignalSpy confirmed(paint, &PaintRamScene::sigDoubleClick);
+    paint->setPaintShape(PaintShapesText);
+    QTest::mouseDClick(view->viewport(), Qt::LeftButton, {}, view->mapFromScene(QPointF(100, -80)));
+    QCOMPARE(m->getAllItem().size(), 2);
+    QCOMPARE(confirmed.count(), 1);
 }
 
 void TestScenes::rightButtonNeverReachesItems() {
