@@ -6,7 +6,9 @@ packages=(cmake g++ make pkg-config python3 qtbase5-dev qtbase5-dev-tools libxcb
           xclip imagemagick x11-utils x11-apps xauth fonts-dejavu-core openbox
           # the headless Wayland session of the tests and benchmarks
           sway swaybg grim xwayland xdg-desktop-portal xdg-desktop-portal-wlr pipewire dbus-daemon
-          x11-xserver-utils libglib2.0-bin python3-gi qtwayland5)
+          x11-xserver-utils libglib2.0-bin python3-gi qtwayland5
+          # two monitors side by side for the tests: Xorg with the dummy video driver
+          xserver-xorg-core xserver-xorg-video-dummy)
 
 missing=()
 for p in "${packages[@]}"; do

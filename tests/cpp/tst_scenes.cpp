@@ -47,6 +47,9 @@ private slots:
         QCOMPARE(window.selectionScene()->selectStatus(), 2);
         QVERIFY(!window.toolBar()->isVisible());
         QVERIFY(window.getPixmap().isNull());
+        // Its frame shows as a line.
+        QCOMPARE(window.selectionView()->viewport()->grab().toImage().pixelColor(600, 500),
+                 QColor("#3A91F3"));
     }
 
     void dragCreatesOnFirstMove_data() {
@@ -145,6 +148,14 @@ private slots:
         // Choosing a tool ends the editing.
         paint->setPaintShape(PaintShapesRectangle);
         QCOMPARE(text->textInteractionFlags(), Qt::NoTextInteraction);
+
+        // A double click on the background confirms, although its first click made a text there.
+        QSignalSpy confirmed(paint, &PaintRamScene::sigDoubleClick);
+        paint->setPaintShape(PaintShapesText);
+        QTest::mouseDClick(view->viewport(), Qt::LeftButton, {},
+                           view->mapFromScene(QPointF(100, -80)));
+        QCOMPARE(m->getAllItem().size(), 2);
+        QCOMPARE(confirmed.count(), 1);
     }
 };
 

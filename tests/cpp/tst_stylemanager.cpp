@@ -57,10 +57,11 @@ void TestStyleManager::unknownItemLookupsInsertDefaults() {
     QVERIFY(m->getAllItem().isEmpty());
 
     // The inserted style entry is owned by the manager, which deletes its key on clean-up.
-    auto* orphan = new CircleGraphicsItem;
-    QVERIFY(!m->getGraphicItemStyleInfo(orphan));
+    QPointer<DiagramTextItem> orphan = new DiagramTextItem;
     QVERIFY(!m->getGraphicItemStyleInfo(orphan));
     QVERIFY(m->getAllItem().isEmpty());
+    m->cleanAllItem();
+    QVERIFY(orphan.isNull());
 
     // A managed item's record is found, not replaced by the look-up.
     QGraphicsItem* r = make(PaintShapesRectangle);
@@ -76,10 +77,12 @@ void TestStyleManager::toolWithoutItemCreatesNothing() {
         QVERIFY(!m->createItem());
         QVERIFY(!m->getCurrentItem());
     }
-    // Undo copes with whatever was recorded.
-    while (!m->getAllItem().isEmpty())
-        m->undo();
-    QVERIFY(!m->getLastItem());
+    // Each was recorded (as null), and one undo takes back one.
+    QCOMPARE(m->getAllItem().size(), 3);
+    m->undo();
+    m->undo();
+    m->undo();
+    QVERIFY(m->getAllItem().isEmpty());
 }
 
 void TestStyleManager::undoDeletesNewestFirst() {

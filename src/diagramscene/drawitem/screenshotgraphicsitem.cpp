@@ -159,9 +159,10 @@ void ScreenShotGraphicsItem::customPaint(QPainter* painter, QRectF const& r) {
     painter->setPen(StyleManager::instance()->selectionPen);
     int vx = 0, vy = 0, vr = -1, vb = -1;
     if (updateSourceRect(r, vx, vy, vr, vb)) {
-        // An empty selection would otherwise leave a stray dot of the frame pen.
-        if (screenPixmap_ && r.width() > 0 && r.height() > 0) {
-            painter->drawPixmap(r, *screenPixmap_, sourceRect_);
+        if (screenPixmap_) {
+            if (r.width() > 0 && r.height() > 0)
+                painter->drawPixmap(r, *screenPixmap_, sourceRect_);
+            // A flat region still shows as a line.
             painter->setBrush(Qt::NoBrush);
             painter->drawRect(r);
         }

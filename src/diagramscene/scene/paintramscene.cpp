@@ -31,7 +31,7 @@ void ItemGroup::setRect() {
 PaintRamScene::PaintRamScene(QObject* parent)
     : QGraphicsScene(parent), pixmapItem_(new PixmapCacheItem()), group_(new ItemGroup(nullptr)),
       paintOperate_(FinishOperate), mouseStatus_(0), resetCounter_(0), doubleClickArmed_(false),
-      drewItem_(false), window_(nullptr) {
+      drewItem_(false), pressedOnItem_(false), window_(nullptr) {
     setItemIndexMethod(QGraphicsScene::NoIndex);
     addItem(pixmapItem_);
     addItem(group_);
@@ -117,6 +117,7 @@ void PaintRamScene::mousePressEvent(QGraphicsSceneMouseEvent* event) {
     pressPoint_ = lastPoint_ = event->scenePos();
     mouseStatus_ = 1;
     paintOperate_ = getPaintOperate(itemAt(pressPoint_, QTransform()));
+    pressedOnItem_ = paintOperate_ == EditOperate;
     StyleManager* manager = StyleManager::instance();
     if ((paintOperate_ == FinishOperate || paintOperate_ == CreateNewOperate) &&
         manager->getCurrentDrawingShape() == PaintShapesText) {
@@ -249,11 +250,10 @@ void PaintRamScene::mouseReleaseEvent(QGraphicsSceneMouseEvent* event) {
 }
 
 void PaintRamScene::mouseDoubleClickEvent(QGraphicsSceneMouseEvent* event) {
-    // A double click on an annotation belongs to it (a text opens for editing); only the
-    // background confirms.
-    QGraphicsItem* hit = itemAt(event->scenePos(), QTransform());
-    const bool onItem = StyleManager::instance()->containsItem(hit);
-    if (doubleClickArmed_ && mouseStatus_ != 2 && !drewItem_ && !onItem) {
+    // A double click on an annotation that was there before it belongs to that annotation (a
+    // text opens for editing); on the background it confirms, even where its first click just
+    // made a text.
+    if (doubleClickArmed_ && mouseStatus_ != 2 && !drewItem_ && !pressedOnItem_) {
         doubleClickArmed_ = false;
         emit sigDoubleClick();
     }

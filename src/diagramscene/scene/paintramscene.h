@@ -63,6 +63,8 @@ private:
     QImage paintImage_;
     bool doubleClickArmed_;
     bool drewItem_;
+    // The last press landed on an annotation that was already there.
+    bool pressedOnItem_;
     MainWindow* window_;
 };
 

@@ -1,0 +1,211 @@
+#!/usr/bin/env bash
+# Mutation check: applies each fault below to a fresh copy of the tree, rebuilds build/ there and
+# runs the test suites, cheapest first, until one fails (the mutant is killed) or all pass (it
+# survived). Slow (an hour or more); not part of `npm test`.
+#
+#   scripts/mutate.sh [--tree DIR] [--work DIR] [--only ID[,ID...]] [--list]
+#
+# --tree: the tree under test (default: this checkout). --work: where the copy, its build/, the
+# logs and summary.txt live (default /tmp/sc-mutate). The copy keeps its build/ between runs, at
+# the same path, so rebuilds stay incremental. A fault whose fragment is not found exactly once
+# is reported NOT APPLIED: fix its fragment rather than ignore it.
+set -uo pipefail
+here=$(cd "$(dirname "$0")/.." && pwd)
+tree=$here work=/tmp/sc-mutate only= list=0 suite_timeout=${MUTATE_SUITE_TIMEOUT:-900}
+while [ $# -gt 0 ]; do
+    case $1 in
+    --tree) tree=$(cd "$2" && pwd); shift 2 ;;
+    --work) work=$2; shift 2 ;;
+    --only) only=,$2,; shift 2 ;;
+    --list) list=1; shift ;;
+    *) echo "usage: $0 [--tree DIR] [--work DIR] [--only ID[,ID]] [--list]" >&2; exit 2 ;;
+    esac
+done
+
+ids=() files=() froms=() tos=() whats=()
+# m ID FILE FRAGMENT REPLACEMENT WHAT-A-USER-WOULD-SEE
+m() { ids+=("$1"); files+=("$2"); froms+=("$3"); tos+=("$4"); whats+=("$5"); }
+Q=src/QtGui/qapplication.cpp W=src/diagramscene/widget S=src/diagramscene/scene
+D=src/diagramscene/drawitem G=src/diagramscene/global
+m bind-image $Q 'exitString = QStringLiteral("image");' 'exitString = QStringLiteral("save");' \
+    'a confirmed capture reports "save"'
+m bind-urls $Q 'mime->setUrls({url});' 'mime->setText(url.toString());' \
+    'setClipboardUrl puts plain text, not a file URL'
+m bind-path src/qt.cpp 'QString g_ImagePath = QStringLiteral("./");' 'QString g_ImagePath = QStringLiteral(".");' \
+    'screenCapture returns "." instead of "./"'
+m ses-enter $W/eventfilter.cpp 'if (manager->textFlag || !manager->selectDoneFlag)' 'if (manager->textFlag)' \
+    'Enter before any region ends the session'
+m ses-right $W/eventfilter.cpp '->button() == Qt::RightButton)' '->button() == Qt::MiddleButton)' \
+    'the right button no longer cancels'
+m ses-width $W/linuxstartscreen.cpp 'area.right() - area.left() + 1,' 'area.right() - area.left(),' \
+    'the frozen desktop lacks its last column'
+m base-scale $G/defualtbasedate.cpp 'const double s = 2.0 * std::min(' 'const double s = 2.0 * std::max(' \
+    'wrong sizes on a screen not 16:10'
+m base-round $G/defualtbasedate.cpp 'return QSize(int(w * s), int(h * s));' 'return QSize(qRound(w * s), qRound(h * s));' \
+    'sizes rounded instead of truncated at fractional scales'
+m win-dim $W/mainwindow.cpp 'QColor(53, 53, 53, 133)' 'QColor(53, 53, 53, 100)' \
+    'the desktop is dimmed less'
+m win-popup $W/mainwindow.cpp 'return QPoint(left, y + 10 + t + 10);' 'return QPoint(left, y + 10 + t);' \
+    'the style popup touches the toolbar'
+m win-handles $W/mainwindow.cpp 'paintScene->finishPaint();' '' \
+    'the annotation being edited is copied with its handles'
+m win-screens $W/mainwindow.cpp 'SLOT(slotScreenCountChanged(int)));' 'SLOT(update()));' \
+    'a monitor plugged in or out leaves the session running'
+m sel-copy $S/linuxdiagramscene.cpp 'return screenShotItem_->getPixmap();' 'return QPixmap();' \
+    'confirming a region copies nothing'
+m sel-width $S/diagrambasescene.cpp 'std::abs(currentPoint_.x() - pressPoint_.x()),' 'std::abs(currentPoint_.x() - pressPoint_.x()) + 1,' \
+    'a dragged region is a pixel too wide'
+m sel-dblclick $S/diagrambasescene.cpp 'window_->slotFinishScreenshots();' 'window_->slotExitScreenshots();' \
+    'a double click on the region cancels instead of confirming'
+m sel-corner $S/diagrambasescene.cpp 'QPointF corner(r.x() + r.width(), r.y() + r.height());' 'QPointF corner(r.x() + r.width(), r.y());' \
+    'the toolbar sits by the top of the region'
+m ann-undo $S/paintramscene.cpp 'StyleManager::instance()->undo();' 'StyleManager::instance()->cleanSelectedItem();' \
+    'undo does nothing'
+m ann-arrow $S/paintramscene.cpp 'setArrowPoint(pressPoint_, currentPoint_);' 'setArrowPoint(currentPoint_, pressPoint_);' \
+    'arrows point back to where the drag started'
+m ann-text $S/paintramscene.cpp 'text->setTextInteractionFlags(Qt::TextEditorInteraction);' '' \
+    'a new text takes no typing'
+m style-undo $G/stylemanager.cpp 'removeItem(itemList.last());' 'removeItem(itemList.first());' \
+    'undo removes the oldest annotation'
+m style-create $G/stylemanager.cpp '*info = styleOf(drawingShape);' '' \
+    'new annotations ignore the chosen colour and width'
+m style-change $G/stylemanager.cpp 'it.value()->color = info.color;' '' \
+    'a colour picked while an annotation is selected does not reach it'
+m item-outline $D/shapebasegraphicsitem.cpp 'r.width() + t, r.height() + t);' 'r.width() + t / 2, r.height() + t / 2);' \
+    'rectangles and ellipses are picked a little off their outline'
+m item-arrowhead $D/arrowgraphicitem.cpp 'const double l = 2.0 * width;' 'const double l = 3.0 * width;' \
+    'arrow heads too big'
+m item-pencap $D/randomlinegraphicsitem.cpp 'linePen.setCapStyle(Qt::RoundCap);' 'linePen.setCapStyle(Qt::FlatCap);' \
+    'pen strokes have square ends and gaps at joints'
+m item-mosaic $D/mosaicgraphicsitem.cpp 'const int m = (style ? style->width : 0) * manager->getMosaicMultiplier();' 'const int m = style ? style->width : 0;' \
+    'the mosaic brush is a third of its size'
+m item-pixelate $D/mosaicgraphicsitem.cpp 'blue[size_t(j)] += packedRB[size_t(j)] & 0xffffu;' 'blue[size_t(j)] += packedRB[size_t(j)] & 0xffu;' \
+    'pixelated blocks have wrong blue'
+m item-textflag $D/diagramtextitem.cpp 'StyleManager::instance()->textFlag = false;' '' \
+    'after a text, Enter no longer confirms'
+m item-glass $D/screenshotgraphicsitem.cpp 'int(pixmapPoint.x() - 15), int(pixmapPoint.y() - 15), 30, 30' 'int(pixmapPoint.x() - 14), int(pixmapPoint.y() - 15), 30, 30' \
+    'the magnifier shows the pixel beside the cursor'
+m item-sizebox $D/screenshotsizegraphicitem.cpp 'QColor dark(0, 0, 0, 200);' 'QColor dark(0, 0, 0, 150);' \
+    'the size label is lighter'
+m item-crosshair $D/magnifyingglassgraphicsitem.cpp 'const int yc = int(Y + ((H - t) - 2) * 0.5);' 'const int yc = int(Y + (H - t) * 0.5);' \
+    'the magnifier cross is off centre'
+m bar-circle $W/screentoolframe.cpp '&ScreenToolFrame::slotInsertCircle);' '&ScreenToolFrame::slotInsertRectangle);' \
+    'the ellipse button draws rectangles'
+m pop-widths $W/selectlinewidthwidget.cpp 'int(10 * s), int(14 * s)}' 'int(10 * s), int(15 * s)}' \
+    'the widest line is too wide'
+m pop-colour $W/colorlistitemwidget.cpp '{"colorgreen", "#61ED00"}' '{"colorgreen", "#61ED10"}' \
+    'green draws a slightly different green'
+m pop-font $W/selectfontwidget.cpp 'font.setPixelSize(fontClickFrame_->getFont());' 'font.setPointSize(fontClickFrame_->getFont());' \
+    'texts come out at the wrong size'
+m pop-mosaic $W/selectmasoicwidget.cpp 'void SelectMasoicWidget::slotLineWidth(int) {
+    emit sigChange(getStyle());' 'void SelectMasoicWidget::slotLineWidth(int) {' \
+    'a mosaic size picked while a stroke is selected does not reach it'
+
+# Replaces the one occurrence of FROM in FILE by TO (none with no TO); exit 3 when FROM is not
+# there exactly once.
+apply() {
+    node -e '
+        const fs = require("fs");
+        const [file, from, to] = process.argv.slice(1);
+        const parts = fs.readFileSync(file, "utf8").split(from);
+        if (parts.length !== 2) { console.error(`found ${parts.length - 1} times`); process.exit(3); }
+        if (to !== undefined) fs.writeFileSync(file, parts.join(to));' "$@"
+}
+
+if [ "$list" = 1 ]; then
+    bad=0
+    for i in "${!ids[@]}"; do
+        ok=ok
+        apply "$tree/${files[$i]}" "${froms[$i]}" 2>/dev/null || { ok='NOT APPLIED'; bad=$((bad + 1)); }
+        printf '%-15s %-11s %-52s %s\n' "${ids[$i]}" "$ok" "${files[$i]}" "${whats[$i]}"
+    done
+    echo "${#ids[@]} mutants, $bad not applicable to $tree"
+    exit $((bad > 0))
+fi
+
+copy=$work/tree logs=$work/logs summary=$work/summary.txt
+mkdir -p "$copy" "$logs"
+say() { printf '%s\n' "$*" | tee -a "$summary"; }
+: >"$summary"
+
+# The copy becomes the tree again: files that differ are copied with a new time (so the build
+# sees them), the others are left as they are; build/ stays.
+fresh=$work/fresh
+rm -rf "$fresh" && mkdir -p "$fresh"
+tar -C "$tree" --exclude=./build --exclude='./build-*' --exclude=./.git --exclude=./node_modules -cf - . |
+    tar -C "$fresh" -xf - || exit 1
+(cd "$copy" && find . -path ./build -prune -o -type f -print) | while read -r f; do
+    [ -e "$fresh/$f" ] || rm -f "$copy/$f"
+done
+(cd "$fresh" && find . -type f) | while read -r f; do
+    cmp -s "$fresh/$f" "$copy/$f" || { mkdir -p "$(dirname "$copy/$f")" && cp "$fresh/$f" "$copy/$f"; }
+done
+rm -rf "$fresh"
+
+build() {
+    (cd "$copy" && { [ -f build/CMakeCache.txt ] || cmake -S . -B build; } && cmake --build build -j2) >"$1" 2>&1
+}
+
+# Suites: each C++ test, then each node test file.
+suites=()
+run_suite() { # name log
+    local s=$1
+    (cd "$copy" && if [[ $s == tests/* ]]; then
+        timeout -k 10 "$suite_timeout" node --test "$s"
+    else
+        QT_QPA_PLATFORM=xcb timeout -k 10 "$suite_timeout" scripts/xvfb-run.sh 2560x1600 -- \
+            ctest --test-dir build --output-on-failure -R "^$s\$"
+    fi) >>"$2" 2>&1
+}
+
+say "tree: $tree ($(git -C "$tree" rev-parse --short HEAD 2>/dev/null || echo '?'))  $(date -u '+%F %T') UTC"
+echo "building the unmutated copy in $copy/build ..."
+build "$logs/unmutated-build.log" || { echo "FAILED: the unmutated build, see $logs/unmutated-build.log" >&2; exit 1; }
+
+# A suite must pass unmutated (else every mutant would look killed by it): one that fails twice
+# is left out, loudly. Their times set the order.
+declare -A took
+mapfile -t cpp < <(cd "$copy" && ctest --test-dir build -N | sed -n 's/^ *Test *#[0-9]*: *//p')
+for s in "${cpp[@]}" $(cd "$copy" && ls tests/node/*.test.js tests/e2e/*.test.js); do
+    t0=$(date +%s) log=$logs/unmutated-$(basename "$s").log
+    if ! run_suite "$s" "$log" && ! run_suite "$s" "$log"; then
+        say "LEFT OUT: $s fails without any mutant (twice), see $log"
+        continue
+    fi
+    took[$s]=$(($(date +%s) - t0))
+done
+mapfile -t suites < <(for s in "${!took[@]}"; do echo "${took[$s]} $s"; done | sort -n | cut -d' ' -f2)
+say "suites, cheapest first: $(for s in "${suites[@]}"; do printf '%s (%ss) ' "$s" "${took[$s]}"; done)"
+
+killed=0 survived=0 missing=0 broken=0
+for i in "${!ids[@]}"; do
+    id=${ids[$i]} f=${files[$i]}
+    [ -z "$only" ] || [[ $only == *",$id,"* ]] || continue
+    log=$logs/$id.log
+    : >"$log"
+    cp "$copy/$f" "$log.orig"
+    if ! apply "$copy/$f" "${froms[$i]}" "${tos[$i]}" 2>>"$log"; then
+        say "$(printf '%-15s NOT APPLIED: fragment not found exactly once in %s' "$id" "$f")"
+        missing=$((missing + 1))
+        continue
+    fi
+    t0=$(date +%s)
+    if ! build "$log.build"; then
+        verdict="BUILD FAILED (see $log.build)"
+        broken=$((broken + 1))
+    else
+        verdict=survived
+        for s in "${suites[@]}"; do
+            if ! run_suite "$s" "$log"; then
+                verdict="killed by $s"
+                break
+            fi
+        done
+        if [ "$verdict" = survived ]; then survived=$((survived + 1)); else killed=$((killed + 1)); fi
+    fi
+    cp "$log.orig" "$copy/$f" # restored with a new time, so the next build recompiles it
+    say "$(printf '%-15s %-40s %4ss  %s' "$id" "$verdict" $(($(date +%s) - t0)) "${whats[$i]}")"
+done
+say "total: $killed killed, $survived survived, $missing not applied, $broken did not build (of $((killed + survived + missing + broken)))"
+echo "summary: $summary; logs: $logs"
+[ "$missing" -eq 0 ] && [ "$broken" -eq 0 ]

@@ -1,0 +1,111 @@
+'use strict';
+// Screens: sizes on a 16:9 screen, two monitors side by side, a monitor switched off during a
+// session; and how sessions end while annotating or in a second capture of one process.
+const test = require('node:test');
+const assert = require('node:assert/strict');
+const { spawn } = require('child_process');
+const fs = require('fs');
+const os = require('os');
+const path = require('path');
+const h = require('./harness');
+
+const T = { timeout: 90000 };
+const ended = async (child, index = 0) => (await child.result(index)).calls.map((c) => c.args[0]);
+
+// Xorg with the dummy driver: unlike Xvfb, it puts monitors side by side and can switch one off.
+async function startXorgDummy(t) {
+  const dir = fs.mkdtempSync(path.join(os.tmpdir(), 'sc-xorg-'));
+  const conf = path.join(dir, 'xorg.conf');
+  fs.writeFileSync(conf, `Section "Device"\nIdentifier "d"\nDriver "dummy"\nVideoRam 256000\nEndSection
+Section "Monitor"\nIdentifier "m"\nHorizSync 5.0-1000.0\nVertRefresh 5.0-200.0\nEndSection
+Section "Screen"\nIdentifier "s"\nDevice "d"\nMonitor "m"\nDefaultDepth 24
+SubSection "Display"\nDepth 24\nVirtual 4000 2000\nEndSubSection\nEndSection\n`);
+  const args = ['-config', conf, '-noreset', '-nolisten', 'tcp', '-logfile', path.join(dir, 'log'), '-displayfd', '3'];
+  const xorg = spawn('Xorg', args, { stdio: ['ignore', 'ignore', 'ignore', 'pipe'] });
+  const gone = new Promise((r) => xorg.once('exit', r));
+  t.after(async () => {
+    xorg.kill();
+    await gone;
+    fs.rmSync(dir, { recursive: true, force: true });
+  });
+  let out = '';
+  const display = await new Promise((resolve, reject) => {
+    xorg.stdio[3].on('data', (d) => (out += d).includes('\n') && resolve(':' + out.trim()));
+    gone.then(() => reject(new Error(`Xorg did not start (as root?); see ${dir}/log`)));
+    setTimeout(() => reject(new Error('Xorg did not start within 30 s')), 30000).unref();
+  });
+  const env = { ...process.env, DISPLAY: display, XDG_RUNTIME_DIR: dir, QT_QPA_PLATFORM: 'xcb' };
+  delete env.WAYLAND_DISPLAY;
+  return { env, xrandr: (...a) => h.run('xrandr', a, { env }) };
+}
+
+test('two monitors side by side', async (t) => {
+  const x = await startXorgDummy(t);
+  await x.xrandr('--addmode', 'DUMMY1', '1280x1024');
+  await x.xrandr('--output', 'DUMMY0', '--mode', '1920x1080', '--pos', '0x0', '--output', 'DUMMY1', '--mode', '1280x1024', '--pos', '1920x0');
+  // A plain query makes the server probe its outputs and tell clients; Qt only reads them.
+  await x.xrandr();
+  Object.assign(x, { width: 3200, height: 1080 });
+  await h.setRootPattern(x.env, h.makePatternImage(3200, 1080));
+
+  await t.test('a region across the border is copied exactly', T, async (t) => {
+    const child = await h.startCapture(t, x);
+    await h.drag(x.env, 1700, 300, 2150, 520);
+    await h.key(x.env, 'Return');
+    assert.deepEqual(await ended(child), ['image']);
+    const img = h.readPng(await h.readClipboard(x.env, 'image/png'));
+    assert.equal(h.patternCropMismatch(img, { x: 1700, y: 300, w: 450, h: 220 }), null);
+  });
+
+  await t.test('switching a monitor off ends the session with "exit"', T, async (t) => {
+    const child = await h.startCapture(t, x);
+    await h.drag(x.env, 300, 300, 600, 500);
+    await x.xrandr('--output', 'DUMMY1', '--off');
+    await x.xrandr();
+    assert.deepEqual(await ended(child), ['exit']);
+  });
+});
+
+test('a 16:9 screen', async (t) => {
+  const [W, H] = [1920, 1080];
+  const x = await h.desktop(t, W, H, h.makePatternImage(W, H));
+  const layout = await h.layoutProbe(x.env);
+  // The white panel with a grey border (toolbar or popup) below y, once it is w × h.
+  const panelBelow = (y, size, what) =>
+    h.eventually(async () => {
+      const b = h.findToolbar(await h.screenshot(x.env, 0, y, W, H - y));
+      assert.deepEqual(b && [b.w, b.h], size, what);
+      return { ...b, y: b.y + y };
+    });
+
+  await t.test('s = 1.35: toolbar 338·s × 42·s, popups 244·s, 113·s, 265·s by 46·s, truncated; the right button ends it', T, async (t) => {
+    const child = await h.startCapture(t, x);
+    await h.drag(x.env, 300, 200, 900, 600);
+    const bar = await panelBelow(600, [456, 56], 'toolbar');
+    for (const [tool, size] of [['tool_square', [329, 62]], ['tool_mosaic', [152, 62]], ['tool_text', [357, 62]]]) {
+      await h.clickAt(x.env, ...Object.values(h.toolButton(layout, bar, tool)));
+      await h.mousemove(x.env, W - 1, H - 1);
+      await panelBelow(bar.y + bar.h, size, tool);
+    }
+    await h.clickAt(x.env, 600, 400, 3);
+    assert.deepEqual(await ended(child), ['exit']);
+  });
+
+  await t.test('Enter before any region does nothing in a second session, after one that copied', T, async (t) => {
+    await h.mousemove(x.env, W - 1, H - 1);
+    const child = h.spawnChild(x.env, [{ op: 'capture', args: 'cb3' }, { op: 'capture', args: 'cb3' }, { op: 'exec' }]);
+    t.after(() => child.kill());
+    await h.waitForOverlay(x.env, { child });
+    await h.drag(x.env, 300, 200, 900, 600);
+    await h.key(x.env, 'Return');
+    assert.deepEqual(await ended(child, 0), ['image']);
+    await child.waitFor((l) => l.op === 'capturing' && l.index === 1);
+    await h.waitForOverlay(x.env, { child });
+    await h.sleep(300);
+    await h.key(x.env, 'Return');
+    await h.sleep(400);
+    assert.equal(child.events('captured').length, 1, 'the second session must go on');
+    await h.key(x.env, 'Escape');
+    assert.deepEqual(await ended(child, 1), ['exit']);
+  });
+});
