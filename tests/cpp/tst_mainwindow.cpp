@@ -83,7 +83,8 @@ private slots:
         select(QPoint(700, 500), QPoint(900, 650));
         QTest::mouseClick(window->toolBar()->button("tool_cancel"), Qt::LeftButton);
         QCOMPARE(QList<QList<QVariant>>(exits), (QList<QList<QVariant>>{{0}, {0}}));
-        QCOMPARE(ts::rgb32(QApplication::clipboard()->image()), sentinel);
+        QCOMPARE(QApplication::clipboard()->image().convertToFormat(QImage::Format_RGB32),
+                 sentinel);
         QVERIFY(!window->toolBar()->isVisible());
     }
 };
