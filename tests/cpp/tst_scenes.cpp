@@ -99,10 +99,6 @@ private slots:
         QCOMPARE(text->textInteractionFlags(), Qt::TextEditorInteraction);
         QVERIFY(m->textFlag);
 
-        // Choosing a tool ends the editing.
-        paint->setPaintShape(PaintShapesRectangle);
-        QCOMPARE(text->textInteractionFlags(), Qt::NoTextInteraction);
-
         // A double click on the background confirms, although its first click made a text there.
         QSignalSpy confirmed(paint, &PaintRamScene::sigDoubleClick);
         paint->setPaintShape(PaintShapesText);

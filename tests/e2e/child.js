@@ -28,10 +28,8 @@ function waitForLine() {
 }
 
 const { Main } = require(modulePath);
-emit({ op: 'loaded' });
 const mains = [new Main()];
 const refs = [new WeakRef(mains[0])];
-emit({ op: 'constructed' });
 const main = (step) => mains[step.on || 0];
 
 const captureArgs = {
@@ -76,7 +74,6 @@ const ops = {
   wait() {
     emit({ op: 'waiting' });
     waitForLine();
-    emit({ op: 'resumed' });
   },
   exec(step) {
     emit({ op: 'exec' });
@@ -101,5 +98,4 @@ const ops = {
     if (steps[i].op === 'loop') i = 0;
     await ops[steps[i].op](steps[i]);
   }
-  emit({ op: 'done' });
 })();

@@ -59,7 +59,7 @@ test('clipboard file URLs', async (t) => {
     const calls = child.events('setClipboardUrl');
     assert.equal(calls.length, 3);
     for (const c of calls) assert.deepEqual(c.error, { name: 'TypeError', message: 'Wrong arguments' });
-    assert.ok(holder.alive, 'the clipboard owner must not have lost the clipboard');
+    assert.ok(holder.alive(), 'the clipboard owner must not have lost the clipboard');
     assert.equal((await h.readClipboard(x.env, 'UTF8_STRING')).toString(), 'known text');
     assert.ok(!(await h.clipboardTargets(x.env)).includes('text/uri-list'));
 
@@ -68,7 +68,7 @@ test('clipboard file URLs', async (t) => {
     child.send();
     await pause(3);
     assert.deepEqual([child.events('setClipboardUrl')[3].error, child.events('setClipboardUrl')[3].retType], [undefined, 'undefined']);
-    assert.ok(await h.waitUntil(() => !holder.alive), 'previous owner should have lost the clipboard');
+    assert.ok(await h.waitUntil(() => !holder.alive()), 'previous owner should have lost the clipboard');
     const [, first, second] = child.events('getFilePathFromClipboard');
     assert.deepEqual(first.result, { fileList: ['/' + file], dirList: [] });
     assert.deepEqual(second.result, { fileList: [], dirList: ['/' + dir] });
