@@ -151,6 +151,8 @@ const makePatternImage = (width, height, variant = 0) => image(width, height, (x
 
 // Source-over of a solid colour with alpha onto an opaque pixel, in 8 bits.
 const blend = (src, [r, g, b, a]) => [r, g, b].map((c, i) => Math.round(c * (a / 255) + src[i] * (1 - a / 255)));
+// The pattern under the overlay: dimmed, with the dimming rectangle's black pen on row/column 0.
+const dimmedPattern = (x, y, variant = 0) => (x === 0 || y === 0 ? [0, 0, 0] : blend(patternPixel(x, y, variant), [53, 53, 53, 133]));
 
 // Compares an image with expectedAt(x, y) → [r, g, b] pixel by pixel; skip(x, y) ignores a
 // pixel. Returns { checked, bad, first: [{x, y, got, want}] }.
@@ -325,12 +327,8 @@ function spawnChild(env, steps) {
   handle.result = (index = 0) =>
     handle.waitFor((l) => l.op === 'captured' && l.index === index, { what: `capture ${index} to end`, timeout: 20000 });
   handle.send = (line = '') => proc.stdin.write(line + '\n');
-  handle.kill = async () => {
-    if (handle.exitCode !== undefined) return;
-    proc.kill('SIGKILL');
-    await handle.exited;
-  };
-  if (env && env[CHILDREN]) env[CHILDREN].add(handle);
+  handle.kill = async () => handle.exitCode === undefined && (proc.kill('SIGKILL'), await handle.exited);
+  env?.[CHILDREN]?.add(handle);
   return handle;
 }
 
@@ -399,6 +397,11 @@ async function findWindows(env, name) {
   return r.status === 0 ? String(r.stdout).split('\n').filter(Boolean) : [];
 }
 const visibleOverlays = (env) => findWindows(env, OVERLAY_TITLE);
+// The capture of `child` goes on: it has not ended and its overlay is still mapped.
+async function assertOngoing(env, child, what) {
+  assert.equal(child.events('captured').length, 0, what);
+  assert.equal((await visibleOverlays(env)).length, 1, what);
+}
 
 // Id of the first visible window whose name matches `name` (a regular expression for xdotool).
 async function waitForWindowNamed(env, name, { timeout = 10000, child } = {}) {
@@ -556,10 +559,10 @@ function compareWithReference(got, want, base, { colours = [], aaTolerance = 0, 
 
 module.exports = {
   ROOT, MODULE_PATH, SANITIZED, SANITIZER_REPORT, sleep, eventually, waitUntil, run, startXvfb, desktop, image, pixelAt, sameRgb,
-  cropImage, patternPixel, patternPosition, makePatternImage, blend, comparePixels, diffText,
+  cropImage, patternPixel, patternPosition, makePatternImage, blend, dimmedPattern, comparePixels, diffText,
   patternCropMismatch, boundingBox, findRunsBox, findToolbar, findMagnifier, screenshot, shotUntil, setRootPattern,
   spawnChild, spawnCapture, startCapture, xdotool, mousemove, mousedown, mouseup, click, key, type, clickAt,
-  doubleClickAt, linePoints, stroke, drag, visibleOverlays, waitForWindowNamed, waitForOverlay,
+  doubleClickAt, linePoints, stroke, drag, visibleOverlays, assertOngoing, waitForWindowNamed, waitForOverlay,
   waitForOverlayGone, waitForWhite, readClipboard, clipboardTargets, holdClipboard, ended, copiedImage, annotate, layoutProbe,
   toolPlacement, toolButton, renderReference, compareWithReference, readPng, writePng,
 };
