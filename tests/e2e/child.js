@@ -7,13 +7,12 @@ const fs = require('fs');
 
 const [modulePath, stepsJson] = process.argv.slice(2);
 const emit = (obj) => process.stdout.write(JSON.stringify(obj) + '\n');
-const describeError = (e) => ({ name: e && e.constructor && e.constructor.name, message: e && e.message });
 // { ret } or { error } of a call.
 function attempt(fn) {
   try {
     return { ret: fn() };
   } catch (e) {
-    return { error: describeError(e) };
+    return { error: { name: e && e.constructor && e.constructor.name, message: e && e.message } };
   }
 }
 

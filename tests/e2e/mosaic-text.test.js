@@ -140,10 +140,6 @@ test('mosaic and text annotations', async (t) => {
       for (let qx = 0; qx < img.width; qx++) best = Math.max(best, (run = isBlue(img)(qx, py) ? run + 1 : 0));
       return best >= 60;
     });
-    const ongoing = async (what) => {
-      assert.equal(ses.child.events('captured').length, 0, what);
-      assert.equal((await h.visibleOverlays(x.env)).length, 1, what);
-    };
     await h.clickAt(x.env, ...ses.at(...at));
     await h.type(x.env, 'Hello');
     await h.key(x.env, 'Return');
@@ -164,7 +160,7 @@ test('mosaic and text annotations', async (t) => {
       const height = rows[rows.length - 1] - rows[0];
       assert.ok(height > 2 * 64, `a frame ${height} px high holds two lines of 64 px text`);
     });
-    await ongoing('Enter in a text being edited must not end the capture');
+    await h.assertOngoing(x.env, ses.child, 'Enter in a text being edited must not end the capture');
 
     // Choosing the tool again finishes the text: no frame. A double click on it reopens it.
     await ses.tool('tool_text');
@@ -179,7 +175,7 @@ test('mosaic and text annotations', async (t) => {
     await h.eventually(async () => {
       assert.ok(frameRows(await ses.screen()).length >= 2, 'the double click reopened the text for editing');
     });
-    await ongoing('a double click on a text does not confirm');
+    await h.assertOngoing(x.env, ses.child, 'a double click on a text does not confirm');
 
     const img = await ses.confirm();
     const text = h.boundingBox(img, (rgb, px, py) => coverage(img, px, py) >= 0.5);
