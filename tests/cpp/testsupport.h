@@ -42,10 +42,6 @@ inline QImage randomImage(int w, int h, QImage::Format format, quint32 seed) {
     return img;
 }
 
-inline QImage rgb32(QImage const& img) {
-    return img.convertToFormat(QImage::Format_RGB32);
-}
-
 // A frameless view with scene point (x, y) at viewport pixel (x - left, y - top).
 inline void setupView(QGraphicsView& view, QGraphicsScene* scene, QSize size) {
     view.setScene(scene);

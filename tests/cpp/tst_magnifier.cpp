@@ -86,7 +86,7 @@ private slots:
         QImage expected(30, 30, QImage::Format_RGB32);
         expected.fill(Qt::black);
         QPainter(&expected).drawImage(0, 0, shot, q.x() - 15, q.y() - 15, 30, 30);
-        QCOMPARE(ts::rgb32(glass->piece().toImage()), expected);
+        QCOMPARE(glass->piece().toImage().convertToFormat(QImage::Format_RGB32), expected);
         QCOMPARE(
             glass->infoText().section('\n', 0, 1),
             QString("POS:(%1,%2)\nRGB:%3").arg(v.x()).arg(v.y()).arg(QColor(shot.pixel(q)).name()));

@@ -63,12 +63,6 @@ private slots:
         QWidget* rectPopup = StyleManager::instance()->getPopup(PaintShapesRectangle);
         QVERIFY(rectPopup->isVisible());
         QCOMPARE(rectPopup->pos(), popup);
-        // A second tool keeps the annotation view and swaps the popup in place.
-        QTest::mouseClick(window->toolBar()->button("tool_text"), Qt::LeftButton);
-        QVERIFY(!rectPopup->isVisible());
-        QWidget* fontPopup = StyleManager::instance()->getPopup(PaintShapesText);
-        QVERIFY(fontPopup->isVisible());
-        QCOMPARE(fontPopup->pos(), popup);
         if (from != QPoint(1000, 600))
             return;
         // An odd-sized region: the scene's origin sits on a half pixel at the region's centre.
@@ -89,7 +83,8 @@ private slots:
         select(QPoint(700, 500), QPoint(900, 650));
         QTest::mouseClick(window->toolBar()->button("tool_cancel"), Qt::LeftButton);
         QCOMPARE(QList<QList<QVariant>>(exits), (QList<QList<QVariant>>{{0}, {0}}));
-        QCOMPARE(ts::rgb32(QApplication::clipboard()->image()), sentinel);
+        QCOMPARE(QApplication::clipboard()->image().convertToFormat(QImage::Format_RGB32),
+                 sentinel);
         QVERIFY(!window->toolBar()->isVisible());
     }
 };

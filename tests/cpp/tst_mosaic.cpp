@@ -55,17 +55,6 @@ private slots:
         QCOMPARE(MosaicGraphicsItem::pixelatePerPixel(src, block), expected);
     }
 
-    void alphaRidesInTheRedSum() {
-        // One 2x2 block: two opaque pixels, two fully transparent ones.
-        QImage img(2, 2, QImage::Format_ARGB32);
-        img.setPixel(0, 0, qRgba(200, 10, 20, 255));
-        img.setPixel(1, 0, qRgba(100, 30, 40, 255));
-        img.setPixel(0, 1, qRgba(0, 50, 60, 0));
-        img.setPixel(1, 1, qRgba(0, 70, 80, 0));
-        // red sum = 2 * 0xff00 + 300 = 0x1FF2C; / 4 = 0x7FCB -> alpha 0x7F, red 0xCB.
-        QCOMPARE(MosaicGraphicsItem::pixelate(img, 2).pixel(1, 1), qRgba(0xCB, 40, 50, 0x7F));
-    }
-
     void setImageScalesToSceneAndPixelates() {
         QGraphicsScene scene(-20, -12, 42, 26);
         auto* item = new MosaicGraphicsItem;

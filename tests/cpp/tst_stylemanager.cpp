@@ -31,104 +31,84 @@ template <typename T> void finishOnToolChange(PaintShape shape, ItemPaintStatus 
 } // namespace
 
 // The manager's records of items, styles and popups. Making each item in its default style,
-// restyling through the popups, undo and later sessions are checked end to end.
+// restyling through the popups, undo (newest first, nothing when empty) and later sessions are
+// checked end to end.
 class TestStyleManager : public QObject {
     Q_OBJECT
 private slots:
     void init() { ts::resetManager(); }
     void cleanupTestCase() { ts::resetManager(); }
 
-    void unknownItemLookupsInsertDefaults();
-    void toolWithoutItemCreatesNothing();
-    void undoDeletesNewestFirst();
-    void choosingToolFinishesCurrent();
-    void setCurrentItemSignalsAndPlacesPopup();
-};
+    void unknownItemLookupsInsertDefaults() {
+        StyleManager* m = StyleManager::instance();
+        QCOMPARE(int(m->getItemShape(nullptr)), 0);
 
-void TestStyleManager::unknownItemLookupsInsertDefaults() {
-    StyleManager* m = StyleManager::instance();
-    QCOMPARE(int(m->getItemShape(nullptr)), 0);
+        RectangleGraphicsItem foreign;
+        QCOMPARE(int(m->getItemShape(&foreign)), 0);
+        QCOMPARE(int(m->getItemShape(&foreign)), 0);
+        QVERIFY(!m->containsItem(&foreign));
+        QVERIFY(!m->containsItem(nullptr));
+        QVERIFY(m->getAllItem().isEmpty());
 
-    RectangleGraphicsItem foreign;
-    QCOMPARE(int(m->getItemShape(&foreign)), 0);
-    QCOMPARE(int(m->getItemShape(&foreign)), 0);
-    QVERIFY(!m->containsItem(&foreign));
-    QVERIFY(!m->containsItem(nullptr));
-    QVERIFY(m->getAllItem().isEmpty());
+        // The inserted style entry is owned by the manager, which deletes its key on clean-up.
+        QPointer<DiagramTextItem> orphan = new DiagramTextItem;
+        QVERIFY(!m->getGraphicItemStyleInfo(orphan));
+        QVERIFY(m->getAllItem().isEmpty());
+        m->cleanAllItem();
+        QVERIFY(orphan.isNull());
 
-    // The inserted style entry is owned by the manager, which deletes its key on clean-up.
-    QPointer<DiagramTextItem> orphan = new DiagramTextItem;
-    QVERIFY(!m->getGraphicItemStyleInfo(orphan));
-    QVERIFY(m->getAllItem().isEmpty());
-    m->cleanAllItem();
-    QVERIFY(orphan.isNull());
+        // A managed item's record is found, not replaced by the look-up.
+        QGraphicsItem* r = make(PaintShapesRectangle);
+        StyleInfo* info = m->getGraphicItemStyleInfo(r);
+        QVERIFY(info);
+        QCOMPARE(m->getGraphicItemStyleInfo(r), info);
+    }
 
-    // A managed item's record is found, not replaced by the look-up.
-    QGraphicsItem* r = make(PaintShapesRectangle);
-    StyleInfo* info = m->getGraphicItemStyleInfo(r);
-    QVERIFY(info);
-    QCOMPARE(m->getGraphicItemStyleInfo(r), info);
-}
+    void toolWithoutItemCreatesNothing() {
+        StyleManager* m = StyleManager::instance();
+        for (int shape : {0, 1, 7}) {
+            m->currentDrawingShape(PaintShape(shape));
+            QVERIFY(!m->createItem());
+            QVERIFY(!m->getCurrentItem());
+        }
+        // Each was recorded (as null), and one undo takes back one.
+        QCOMPARE(m->getAllItem().size(), 3);
+        m->undo();
+        m->undo();
+        m->undo();
+        QVERIFY(m->getAllItem().isEmpty());
+    }
 
-void TestStyleManager::toolWithoutItemCreatesNothing() {
-    StyleManager* m = StyleManager::instance();
-    for (int shape : {0, 1, 7}) {
-        m->currentDrawingShape(PaintShape(shape));
-        QVERIFY(!m->createItem());
+    void choosingToolFinishesCurrent() {
+        StyleManager* m = StyleManager::instance();
+        m->cleanSelectedItem(); // nothing current: harmless
+        finishOnToolChange<RectangleGraphicsItem>(PaintShapesRectangle, PaintStatusFinished);
+        finishOnToolChange<CircleGraphicsItem>(PaintShapesCircle, PaintStatusFinished);
+        finishOnToolChange<ArrowGraphicItem>(PaintShapesArrow, PaintStatusFinished);
+        finishOnToolChange<DiagramTextItem>(PaintShapesText, PaintStatusFinished);
+        QVERIFY(!m->textFlag);
+        finishOnToolChange<RandomLineGraphicsItem>(PaintShapesPen, PaintStatusEditing);
+    }
+
+    void setCurrentItemSignalsAndPlacesPopup() {
+        // Selecting an item signals its tool and shows that popup, alone, at the last shown place.
+        StyleManager* m = StyleManager::instance();
+        QGraphicsItem* c = make(PaintShapesCircle);
+        make(PaintShapesRectangle);
+        m->show(QPoint(300, 200), PaintShapesRectangle);
+        QSignalSpy spy(m, &StyleManager::sigShapeChange);
+        m->setCurrentItem(c);
+        QCOMPARE(spy.count(), 1);
+        QCOMPARE(spy.at(0).at(0).value<PaintShape>(), PaintShapesCircle);
+        QCOMPARE(int(m->getCurrentDrawingShape()), int(PaintShapesCircle));
+        QCOMPARE(m->getPopup(PaintShapesCircle)->pos(), QPoint(300, 200));
+        for (QWidget* w : m->getAllWidget())
+            QCOMPARE(w->isVisible(), w == m->getPopup(PaintShapesCircle));
+        m->setCurrentItem(nullptr);
+        QCOMPARE(spy.count(), 1);
         QVERIFY(!m->getCurrentItem());
     }
-    // Each was recorded (as null), and one undo takes back one.
-    QCOMPARE(m->getAllItem().size(), 3);
-    m->undo();
-    m->undo();
-    m->undo();
-    QVERIFY(m->getAllItem().isEmpty());
-}
-
-void TestStyleManager::undoDeletesNewestFirst() {
-    StyleManager* m = StyleManager::instance();
-    m->undo(); // empty: nothing happens
-    QVERIFY(m->getAllItem().isEmpty());
-
-    QGraphicsItem* a = make(PaintShapesRectangle);
-    make(PaintShapesCircle);
-    m->setCurrentItem(a); // the oldest is current: undo order must not care
-    m->undo();
-    QCOMPARE(m->getAllItem(), (QList<QGraphicsItem*>{a}));
-    QCOMPARE(m->getCurrentItem(), a);
-    m->undo();
-    QVERIFY(m->getAllItem().isEmpty() && !m->getCurrentItem());
-}
-
-void TestStyleManager::choosingToolFinishesCurrent() {
-    StyleManager* m = StyleManager::instance();
-    m->cleanSelectedItem(); // nothing current: harmless
-    finishOnToolChange<RectangleGraphicsItem>(PaintShapesRectangle, PaintStatusFinished);
-    finishOnToolChange<CircleGraphicsItem>(PaintShapesCircle, PaintStatusFinished);
-    finishOnToolChange<ArrowGraphicItem>(PaintShapesArrow, PaintStatusFinished);
-    finishOnToolChange<DiagramTextItem>(PaintShapesText, PaintStatusFinished);
-    QVERIFY(!m->textFlag);
-    finishOnToolChange<RandomLineGraphicsItem>(PaintShapesPen, PaintStatusEditing);
-}
-
-void TestStyleManager::setCurrentItemSignalsAndPlacesPopup() {
-    // Selecting an item signals its tool and shows that popup, alone, at the last shown place.
-    StyleManager* m = StyleManager::instance();
-    QGraphicsItem* c = make(PaintShapesCircle);
-    make(PaintShapesRectangle);
-    m->show(QPoint(300, 200), PaintShapesRectangle);
-    QSignalSpy spy(m, &StyleManager::sigShapeChange);
-    m->setCurrentItem(c);
-    QCOMPARE(spy.count(), 1);
-    QCOMPARE(spy.at(0).at(0).value<PaintShape>(), PaintShapesCircle);
-    QCOMPARE(int(m->getCurrentDrawingShape()), int(PaintShapesCircle));
-    QCOMPARE(m->getPopup(PaintShapesCircle)->pos(), QPoint(300, 200));
-    for (QWidget* w : m->getAllWidget())
-        QCOMPARE(w->isVisible(), w == m->getPopup(PaintShapesCircle));
-    m->setCurrentItem(nullptr);
-    QCOMPARE(spy.count(), 1);
-    QVERIFY(!m->getCurrentItem());
-}
+};
 
 QTEST_MAIN(TestStyleManager)
 #include "tst_stylemanager.moc"

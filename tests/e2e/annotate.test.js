@@ -25,7 +25,6 @@ test('annotating with the line tools', async (t) => {
   const layout = await h.layoutProbe(x.env);
   const s = layout.scale;
   const widths = [Math.trunc(5 * s), Math.trunc(10 * s), Math.trunc(14 * s)];
-  const place = h.toolPlacement(layout, REGION, W, H);
   const crop = h.cropImage(full, REGION.x, REGION.y, REGION.w, REGION.h);
   // Scene coordinates: the region's centre is the origin.
   const origin = [REGION.w / 2, REGION.h / 2];
@@ -41,30 +40,7 @@ test('annotating with the line tools', async (t) => {
     [[bx, by], [bx, by + bh / 2], [bx, by + bh], [bx + bw / 2, by + bh], [bx + bw, by + bh], [bx + bw, by + bh - bh / 2], [bx + bw, by], [bx + bw / 2, by]]
       .map(([px, py]) => [px + origin[0], py + origin[1]]);
   const nearHandles = (box) => (px, py) => !!box && handlePoints(box).some(([hx, hy]) => Math.abs(px - hx) <= 8 && Math.abs(py - hy) <= 8);
-  const clickTool = async (tool, bar = place.toolbar) => {
-    const b = h.toolButton(layout, bar, tool);
-    await h.clickAt(x.env, b.x, b.y);
-    await h.sleep(150);
-  };
-
-  // Starts a capture, selects REGION, and chooses `tool` on the toolbar.
-  async function annotate(t, tool) {
-    const child = await h.startCapture(t, x, { settle: 200 });
-    await h.drag(x.env, REGION.x, REGION.y, REGION.x + REGION.w, REGION.y + REGION.h);
-    await h.sleep(150);
-    await clickTool(tool, place.selecting);
-    return child;
-  }
-
-  // Confirms (by the toolbar's button unless already done) and returns the clipboard image.
-  async function confirm(child, how = () => clickTool('tool_confirm')) {
-    await how();
-    const r = await child.result();
-    assert.deepEqual(r.calls, [{ args: ['image'], thisIsNull: true }]);
-    const img = h.readPng(await h.readClipboard(x.env, 'image/png'));
-    assert.deepEqual([img.width, img.height], [REGION.w, REGION.h]);
-    return img;
-  }
+  const annotate = (t, tool) => h.annotate(t, x, layout, REGION, tool);
 
   function assertLike(got, want, { aaTolerance = 0, skip, colours = [RED] } = {}) {
     const cmp = h.compareWithReference(got, want, crop, { colours, aaTolerance, skip });
@@ -94,19 +70,19 @@ test('annotating with the line tools', async (t) => {
       { tool: 'tool_circle', a: at(230, 30), b: at(400, 150), item: (a, b) => ({ type: 'ellipse', box: screenBox(a, b) }) },
       { tool: 'tool_arrow', a: at(440, 40), b: at(610, 160), item: (a, b) => ({ type: 'arrow', from: toScene(a), to: toScene(b) }) },
     ];
-    const child = await annotate(t, 'tool_square');
+    const ses = await annotate(t, 'tool_square');
     for (const c of cases) {
-      await clickTool(c.tool);
+      await ses.tool(c.tool);
       await h.drag(x.env, ...c.a, ...c.b, { steps: 10 });
     }
-    await clickTool('tool_paintpen');
+    await ses.tool('tool_paintpen');
     // An L-shaped stroke: right (slightly down), then down, in whole steps of (28, 1) and
     // (2, 19). Each move is awaited on screen, so the line gets exactly these points.
     const [p0, corner, p1] = [at(60, 200), at(340, 210), at(360, 380)];
     const pts = [...h.linePoints(p0, corner, 28), ...h.linePoints(corner, p1, 19).slice(1)];
     const drawnAt = async (px, py) => (h.boundingBox(await h.screenshot(x.env, px - 2, py - 2, 5, 5), (rgb) => h.sameRgb(rgb, RED))?.count || 0) >= 5;
     await h.stroke(x.env, pts, { drawnAt });
-    const img = await confirm(child);
+    const img = await ses.confirm();
     // The line was still current when confirmed, so its grey dashed guide stays on top
     // along the middle: the pixels within 1.5 px of the centre line are checked apart.
     const local = pts.map(([px, py]) => [px - REGION.x, py - REGION.y]);
@@ -122,22 +98,22 @@ test('annotating with the line tools', async (t) => {
   });
 
   await t.test('a style chosen in the popup restyles the current item only, and the items after it', T, async (t) => {
-    const child = await annotate(t, 'tool_square');
+    const ses = await annotate(t, 'tool_square');
     const boxes = [0, 1, 2].map((i) => screenBox(at(60 + 200 * i, 60), at(200 + 200 * i, 160)));
     const dragBox = (i) => h.drag(x.env, ...at(60 + 200 * i, 60), ...at(200 + 200 * i, 160));
     await dragBox(0);
     // Drawing the second one finishes the first; the second stays current.
     await dragBox(1);
-    for (const control of [layout.linePopup.colors.colorblue, layout.linePopup.widths[1]]) await h.clickAt(x.env, place.popup.x + control[0], place.popup.y + control[1]);
+    for (const control of [layout.linePopup.colors.colorblue, layout.linePopup.widths[1]]) await ses.popupClick(control);
     // On screen at once: the first box as it was, the second one blue and wider.
     const restyled = [rectItem(boxes[0]), rectItem(boxes[1], widths[1], BLUE)];
     await expectScreen(restyled, { colours: [RED, BLUE], skip: nearHandles(boxes[1]) });
     await dragBox(2);
-    await expectPicture(await confirm(child), [...restyled, rectItem(boxes[2], widths[1], BLUE)], { colours: [RED, BLUE] });
+    await expectPicture(await ses.confirm(), [...restyled, rectItem(boxes[2], widths[1], BLUE)], { colours: [RED, BLUE] });
   });
 
   await t.test('a finished rectangle is picked up by its outline, moved and resized; its inside is not', T, async (t) => {
-    const child = await annotate(t, 'tool_square');
+    const ses = await annotate(t, 'tool_square');
     const a = at(100, 80);
     const b = at(300, 220);
     const empty = at(600, 370);
@@ -171,20 +147,20 @@ test('annotating with the line tools', async (t) => {
     const inside = at(box[0] + box[2] / 2 + origin[0], box[1] + box[3] / 2 + origin[1]);
     const end = [inside[0] + 60, inside[1] + 40];
     await h.drag(x.env, ...inside, ...end);
-    await expectPicture(await confirm(child), [rectItem(box), rectItem(screenBox(inside, end))]);
+    await expectPicture(await ses.confirm(), [rectItem(box), rectItem(screenBox(inside, end))]);
   });
 
   await t.test('double clicks: on the background after drawing it confirms; ending a drag it does not', T, async (t) => {
     await t.test('background', async (t) => {
-      const child = await annotate(t, 'tool_square');
+      const ses = await annotate(t, 'tool_square');
       await h.drag(x.env, ...at(100, 80), ...at(300, 220));
       await h.sleep(150);
-      const img = await confirm(child, () => h.doubleClickAt(x.env, ...at(500, 330)));
+      const img = await ses.confirm(() => h.doubleClickAt(x.env, ...at(500, 330)));
       await expectPicture(img, [rectItem(screenBox(at(100, 80), at(300, 220)))]);
     });
     for (const tool of ['tool_square', 'tool_mosaic']) {
       await t.test(`ending a short drag with ${tool}`, async (t) => {
-        const child = await annotate(t, tool);
+        const ses = await annotate(t, tool);
         const p = at(320, 200);
         // Press, two small moves (under Qt's 5 px double-click distance), release, and a second
         // click on the spot at once: Qt reports that second press as a double click.
@@ -193,14 +169,13 @@ test('annotating with the line tools', async (t) => {
           'sleep', 0.03, 'mouseup', 1, 'sleep', 0.06, 'click', 1]);
         // Something visible that the overlay can only do after handling the double click: the
         // text tool's popup (wider than the others) replaces the current one.
-        await clickTool('tool_text');
+        await ses.tool('tool_text');
         const textPopup = h.toolPlacement(layout, REGION, W, H, 'fontPopup').popup;
         await h.mousemove(x.env, W - 1, H - 1);
         await h.waitForWhite(x.env, textPopup.x + layout.fontPopup.size.w - 6, textPopup.y + layout.fontPopup.size.h / 2, true);
-        assert.equal(child.events('captured').length, 0, 'the capture must go on');
-        assert.equal((await h.visibleOverlays(x.env)).length, 1);
+        await h.assertOngoing(x.env, ses.child, 'the capture must go on');
         // The drag did draw something, and the capture still confirms normally.
-        const img = await confirm(child);
+        const img = await ses.confirm();
         const changed = h.boundingBox(img, (px, x0, y0) => !h.sameRgb(px, h.pixelAt(crop, x0, y0)));
         assert.ok(changed, 'the short drag left a mark');
         assert.ok(Math.abs(changed.x + changed.w / 2 - (p[0] - REGION.x)) < 40, JSON.stringify(changed));
@@ -209,7 +184,7 @@ test('annotating with the line tools', async (t) => {
   });
 
   await t.test('while annotating, the region shows 1:1 in a one-pixel blue frame with its size read-out above it', T, async (t) => {
-    const child = await annotate(t, 'tool_circle');
+    const { child } = await annotate(t, 'tool_circle');
     await h.mousemove(x.env, W - 1, H - 1);
     const [bw, bh] = [layout.sizeDisplay.w, layout.sizeDisplay.h];
     assert.deepEqual([bw, bh], [Math.round(100 * s), Math.round(20 * s)]);

@@ -7,13 +7,12 @@ const fs = require('fs');
 
 const [modulePath, stepsJson] = process.argv.slice(2);
 const emit = (obj) => process.stdout.write(JSON.stringify(obj) + '\n');
-const describeError = (e) => ({ name: e && e.constructor && e.constructor.name, message: e && e.message });
 // { ret } or { error } of a call.
 function attempt(fn) {
   try {
     return { ret: fn() };
   } catch (e) {
-    return { error: describeError(e) };
+    return { error: { name: e && e.constructor && e.constructor.name, message: e && e.message } };
   }
 }
 
@@ -28,10 +27,8 @@ function waitForLine() {
 }
 
 const { Main } = require(modulePath);
-emit({ op: 'loaded' });
 const mains = [new Main()];
 const refs = [new WeakRef(mains[0])];
-emit({ op: 'constructed' });
 const main = (step) => mains[step.on || 0];
 
 const captureArgs = {
@@ -76,7 +73,6 @@ const ops = {
   wait() {
     emit({ op: 'waiting' });
     waitForLine();
-    emit({ op: 'resumed' });
   },
   exec(step) {
     emit({ op: 'exec' });
@@ -101,5 +97,4 @@ const ops = {
     if (steps[i].op === 'loop') i = 0;
     await ops[steps[i].op](steps[i]);
   }
-  emit({ op: 'done' });
 })();

@@ -2,6 +2,7 @@
 // End-to-end helpers: private Xvfb servers, a scripted child process that owns the module,
 // xdotool/xclip/ImageMagick wrappers, control positions from build/layoutprobe, reference
 // drawings from build/annotref, and pixel checks.
+const assert = require('node:assert/strict');
 const { spawn, execFile, execFileSync } = require('child_process');
 const fs = require('fs');
 const os = require('os');
@@ -15,10 +16,7 @@ const MODULE_PATH = process.env.SCREENCAPTURE_MODULE || path.join(ROOT, SANITIZE
 const OVERLAY_TITLE = 'Diagramscene';
 
 const sleep = (ms) => new Promise((r) => setTimeout(r, ms));
-const readPng = (buf) => {
-  const { width, height, data } = PNG.sync.read(buf);
-  return { width, height, data };
-};
+const readPng = (buf) => PNG.sync.read(buf);
 const writePng = (width, height, data) => PNG.sync.write({ width, height, data });
 
 // Retries an async check until it stops throwing; rethrows its last error after `timeout` ms.
@@ -66,19 +64,26 @@ const runStatus = (cmd, args, opts = {}) =>
 // Hidden key on env objects: lets helpers register children with their server.
 const CHILDREN = Symbol('children');
 
-// Xvfb on a display it picks itself; stop() also kills every child started with its env.
-async function startXvfb({ width = 1280, height = 800, timeout = 10000 } = {}) {
+// Xvfb on a display it picks itself, or (dummyXorg) Xorg with the dummy driver, which unlike
+// Xvfb puts monitors side by side and can switch one off (see xrandr); stop() also kills every
+// child started with its env.
+async function startXvfb({ width = 1280, height = 800, timeout = 10000, dummyXorg = false } = {}) {
   const runtime = fs.mkdtempSync(path.join(os.tmpdir(), 'sc-xvfb-'));
   fs.chmodSync(runtime, 0o700);
-  const args = ['-displayfd', '3', '-screen', '0', `${width}x${height}x24`, '-nolisten', 'tcp', '-noreset'];
-  const xvfb = track(spawn('Xvfb', args, { stdio: ['ignore', 'ignore', 'pipe', 'pipe'] }));
+  const conf = path.join(runtime, 'xorg.conf');
+  fs.writeFileSync(conf, `Section "Device"\nIdentifier "d"\nDriver "dummy"\nVideoRam 256000\nEndSection
+Section "Monitor"\nIdentifier "m"\nHorizSync 5.0-1000.0\nVertRefresh 5.0-200.0\nEndSection
+Section "Screen"\nIdentifier "s"\nDevice "d"\nMonitor "m"\nDefaultDepth 24
+SubSection "Display"\nDepth 24\nVirtual 4000 2000\nEndSubSection\nEndSection\n`);
+  const [cmd, own] = dummyXorg ? ['Xorg', ['-config', conf, '-logfile', path.join(runtime, 'log')]] : ['Xvfb', ['-screen', '0', `${width}x${height}x24`]];
+  const xvfb = track(spawn(cmd, [...own, '-displayfd', '3', '-nolisten', 'tcp', '-noreset'], { stdio: ['ignore', 'ignore', 'pipe', 'pipe'] }));
   let log = '';
   xvfb.stderr.on('data', (d) => (log += d));
   const display = await new Promise((resolve, reject) => {
     let text = '';
-    const timer = setTimeout(() => reject(new Error(`Xvfb did not start:\n${log}`)), timeout);
+    const timer = setTimeout(() => reject(new Error(`${cmd} did not start:\n${log}`)), timeout);
     xvfb.stdio[3].on('data', (d) => (text += d).includes('\n') && (clearTimeout(timer), resolve(':' + text.trim())));
-    xvfb.once('exit', (code) => (clearTimeout(timer), reject(new Error(`Xvfb exited with ${code}:\n${log}`))));
+    xvfb.once('exit', (code) => (clearTimeout(timer), reject(new Error(`${cmd} exited with ${code} (Xorg needs root):\n${log}`))));
   });
   xvfb.removeAllListeners('exit');
   const env = { ...process.env, DISPLAY: display, XDG_RUNTIME_DIR: runtime, QT_QPA_PLATFORM: 'xcb' };
@@ -89,6 +94,7 @@ async function startXvfb({ width = 1280, height = 800, timeout = 10000 } = {}) {
   const running = () => xvfb.exitCode === null && xvfb.signalCode === null;
   return {
     display, width, height, env,
+    xrandr: (...a) => run('xrandr', a, { env }),
     async stop() {
       for (const c of children) await c.kill();
       children.clear();
@@ -111,7 +117,6 @@ async function desktop(t, width, height, picture) {
   return x;
 }
 
-// ---------- images ----------
 // Images are { width, height, data: RGBA bytes }; colours are [r, g, b].
 
 // An image whose pixel (x, y) is fn(x, y).
@@ -146,6 +151,8 @@ const makePatternImage = (width, height, variant = 0) => image(width, height, (x
 
 // Source-over of a solid colour with alpha onto an opaque pixel, in 8 bits.
 const blend = (src, [r, g, b, a]) => [r, g, b].map((c, i) => Math.round(c * (a / 255) + src[i] * (1 - a / 255)));
+// The pattern under the overlay: dimmed, with the dimming rectangle's black pen on row/column 0.
+const dimmedPattern = (x, y, variant = 0) => (x === 0 || y === 0 ? [0, 0, 0] : blend(patternPixel(x, y, variant), [53, 53, 53, 133]));
 
 // Compares an image with expectedAt(x, y) → [r, g, b] pixel by pixel; skip(x, y) ignores a
 // pixel. Returns { checked, bad, first: [{x, y, got, want}] }.
@@ -212,7 +219,6 @@ function findToolbar(img, { border = 1 } = {}) {
 // The magnifier panel, by its #606060 outline.
 const findMagnifier = (img) => findRunsBox(img, [0x60, 0x60, 0x60], { tol: 3, minRun: 40 });
 
-// ---------- screen ----------
 
 // Screenshot of the X screen, or of its part (x, y, w, h), decoded.
 async function screenshot(env, x, y, w, h) {
@@ -232,8 +238,7 @@ async function shotUntil(env, check, { timeout = 3000 } = {}) {
 
 // Shows a picture (a PNG file or an image) on the root window. ImageMagick's `display` exits 1
 // even when it worked, so success is judged by a screenshot.
-async function setRootPattern(displayOrEnv, picture) {
-  const env = typeof displayOrEnv === 'string' ? { ...process.env, DISPLAY: displayOrEnv } : displayOrEnv;
+async function setRootPattern(env, picture) {
   const want = typeof picture === 'string' ? readPng(fs.readFileSync(picture)) : picture;
   const dir = fs.mkdtempSync(path.join(os.tmpdir(), 'sc-root-'));
   try {
@@ -251,7 +256,6 @@ async function setRootPattern(displayOrEnv, picture) {
   }
 }
 
-// ---------- the child process that owns the module ----------
 
 // Node itself is not instrumented, so the runtimes must be preloaded. Leak checks are off (Qt
 // and V8 keep allocations to exit); any other report aborts the child.
@@ -323,12 +327,8 @@ function spawnChild(env, steps) {
   handle.result = (index = 0) =>
     handle.waitFor((l) => l.op === 'captured' && l.index === index, { what: `capture ${index} to end`, timeout: 20000 });
   handle.send = (line = '') => proc.stdin.write(line + '\n');
-  handle.kill = async () => {
-    if (handle.exitCode !== undefined) return;
-    proc.kill('SIGKILL');
-    await handle.exited;
-  };
-  if (env && env[CHILDREN]) env[CHILDREN].add(handle);
+  handle.kill = async () => handle.exitCode === undefined && (proc.kill('SIGKILL'), await handle.exited);
+  env?.[CHILDREN]?.add(handle);
   return handle;
 }
 
@@ -348,7 +348,6 @@ async function startCapture(t, x, { env = x.env, settle = 150, ...opts } = {}) {
   return child;
 }
 
-// ---------- X input and windows ----------
 
 async function xdotool(env, args, { settle = 60 } = {}) {
   const out = await run('xdotool', args.map(String), { env, encoding: 'utf8' });
@@ -398,15 +397,18 @@ async function findWindows(env, name) {
   return r.status === 0 ? String(r.stdout).split('\n').filter(Boolean) : [];
 }
 const visibleOverlays = (env) => findWindows(env, OVERLAY_TITLE);
+// The capture of `child` goes on: it has not ended and its overlay is still mapped.
+async function assertOngoing(env, child, what) {
+  assert.equal(child.events('captured').length, 0, what);
+  assert.equal((await visibleOverlays(env)).length, 1, what);
+}
 
 // Id of the first visible window whose name matches `name` (a regular expression for xdotool).
 async function waitForWindowNamed(env, name, { timeout = 10000, child } = {}) {
-  for (const end = Date.now() + timeout; Date.now() < end; await sleep(50)) {
-    const ids = await findWindows(env, name);
-    if (ids.length) return ids[0];
-    if (child && child.exitCode !== undefined) throw new Error(`capture process exited (${child.exitCode}/${child.signal}) before ${name} showed; stderr:\n${child.stderr}`);
-  }
-  throw new Error(`no visible window named ${JSON.stringify(name)} within ${timeout} ms` + (child ? `; stderr:\n${child.stderr}` : ''));
+  let ids = [];
+  await waitUntil(async () => (ids = await findWindows(env, name)).length || child?.exitCode !== undefined, { timeout });
+  if (ids.length) return ids[0];
+  throw new Error(`no visible window named ${JSON.stringify(name)}` + (child ? ` (child exit ${child.exitCode}/${child.signal}); stderr:\n${child.stderr}` : ''));
 }
 
 const waitForOverlay = (env, { timeout = 15000, child } = {}) => waitForWindowNamed(env, OVERLAY_TITLE, { timeout, child });
@@ -421,34 +423,63 @@ async function waitForWhite(env, x, y, open, { timeout = 5000 } = {}) {
   if (!(await waitUntil(async () => (await white()) === open, { timeout }))) throw new Error(`the screen at ${x},${y} did not turn ${open ? '' : 'non-'}white`);
 }
 
-// ---------- clipboard ----------
 
 const readClipboard = (env, target = 'UTF8_STRING') => run('xclip', ['-selection', 'clipboard', '-t', target, '-o'], { env, timeout: 10000 });
 
 const clipboardTargets = (env) => readClipboard(env, 'TARGETS').then((out) => String(out).split('\n').filter(Boolean), () => []);
 
 // An xclip process owning the clipboard with `data` under `target` until kill().
-async function holdClipboard(env, target, data, { timeout = 10000 } = {}) {
+async function holdClipboard(env, target, data) {
   const proc = track(spawn('xclip', ['-quiet', '-selection', 'clipboard', '-t', target, '-i'], { env, stdio: ['pipe', 'ignore', 'ignore'] }));
   const exited = new Promise((r) => proc.once('exit', r));
   proc.stdin.end(data);
-  const handle = {
-    get alive() {
-      return proc.exitCode === null && proc.signalCode === null;
-    },
-    kill: async () => handle.alive && (proc.kill('SIGKILL'), await exited),
-  };
-  if (env[CHILDREN]) env[CHILDREN].add(handle);
-  const serves = async () => {
-    const r = await runStatus('xclip', ['-selection', 'clipboard', '-t', target, '-o'], { env, timeout: 5000 });
-    return r.status === 0 && Buffer.from(r.stdout).equals(Buffer.from(data));
-  };
-  if (await waitUntil(serves, { timeout })) return handle;
+  const handle = { alive: () => proc.exitCode === null && proc.signalCode === null };
+  handle.kill = async () => handle.alive() && (proc.kill('SIGKILL'), await exited);
+  env[CHILDREN].add(handle);
+  const serves = () => readClipboard(env, target).then((out) => Buffer.from(out).equals(Buffer.from(data)), () => false);
+  if (await waitUntil(serves, { timeout: 10000 })) return handle;
   await handle.kill();
   throw new Error('xclip did not take the clipboard');
 }
 
-// ---------- the annotation tools ----------
+// The first argument of each callback call of capture `index`, which must have returned "./".
+async function ended(child, index = 0) {
+  const r = await child.result(index);
+  assert.equal(r.ret, './');
+  return r.calls.map((c) => c.args[0]);
+}
+
+// The capture `index` of `child` ended with callback("image"); the image on the clipboard.
+async function copiedImage(child, env, index = 0) {
+  assert.deepEqual((await child.result(index)).calls, [{ args: ['image'], thisIsNull: true }]);
+  return readPng(await readClipboard(env, 'image/png'));
+}
+
+
+// A capture on server x with `region` dragged out and `tool` chosen; `popup` is the style popup
+// that tool shows (see toolPlacement). at() maps region pixels to the screen; confirm() clicks
+// the toolbar's confirm button (or runs `how`) and returns the clipboard image.
+async function annotate(t, x, layout, region, tool, popup) {
+  const place = toolPlacement(layout, region, x.width, x.height, popup);
+  const child = await startCapture(t, x, { settle: 200 });
+  const clickThen = async (px, py) => (await clickAt(x.env, px, py), await sleep(150));
+  const ses = {
+    child, place,
+    at: (lx, ly) => [region.x + lx, region.y + ly],
+    tool: (name, bar = place.toolbar) => clickThen(...Object.values(toolButton(layout, bar, name))),
+    popupClick: (pos) => clickThen(place.popup.x + pos[0], place.popup.y + pos[1]),
+    async confirm(how = () => ses.tool('tool_confirm')) {
+      await how();
+      const img = await copiedImage(child, x.env);
+      assert.deepEqual([img.width, img.height], [region.w, region.h]);
+      return img;
+    },
+  };
+  await drag(x.env, region.x, region.y, region.x + region.w, region.y + region.h);
+  await sleep(150);
+  await ses.tool(tool, place.selecting);
+  return ses;
+}
 
 const probeCache = new Map();
 
@@ -483,13 +514,6 @@ function toolPlacement(layout, region, width, height, popup = 'linePopup') {
     toolbar: { x: L, y: styled === null ? y + 10 : styled - T - 10 },
     popup: { x: L, y: styled === null ? y + T + 20 : styled - T - 20 - P },
   };
-}
-
-// Whether the toolbar button centred at `at` shows checked: a light-blue (#DCEBFD) background.
-async function buttonLooksChecked(env, at, scale) {
-  const side = Math.trunc(16 * scale);
-  const shot = await screenshot(env, at.x - (side >> 1), at.y - (side >> 1), side, side);
-  return (boundingBox(shot, (rgb) => sameRgb(rgb, [0xdc, 0xeb, 0xfd], 8))?.count || 0) > (side * side) / 3;
 }
 
 function toolButton(layout, bar, name) {
@@ -535,10 +559,10 @@ function compareWithReference(got, want, base, { colours = [], aaTolerance = 0, 
 
 module.exports = {
   ROOT, MODULE_PATH, SANITIZED, SANITIZER_REPORT, sleep, eventually, waitUntil, run, startXvfb, desktop, image, pixelAt, sameRgb,
-  cropImage, patternPixel, patternPosition, makePatternImage, blend, comparePixels, diffText,
+  cropImage, patternPixel, patternPosition, makePatternImage, blend, dimmedPattern, comparePixels, diffText,
   patternCropMismatch, boundingBox, findRunsBox, findToolbar, findMagnifier, screenshot, shotUntil, setRootPattern,
   spawnChild, spawnCapture, startCapture, xdotool, mousemove, mousedown, mouseup, click, key, type, clickAt,
-  doubleClickAt, linePoints, stroke, drag, visibleOverlays, waitForWindowNamed, waitForOverlay,
-  waitForOverlayGone, waitForWhite, readClipboard, clipboardTargets, holdClipboard, layoutProbe,
-  toolPlacement, toolButton, buttonLooksChecked, renderReference, compareWithReference, readPng, writePng,
+  doubleClickAt, linePoints, stroke, drag, visibleOverlays, assertOngoing, waitForWindowNamed, waitForOverlay,
+  waitForOverlayGone, waitForWhite, readClipboard, clipboardTargets, holdClipboard, ended, copiedImage, annotate, layoutProbe,
+  toolPlacement, toolButton, renderReference, compareWithReference, readPng, writePng,
 };

@@ -3,44 +3,13 @@
 // session; and how sessions end while annotating or in a second capture of one process.
 const test = require('node:test');
 const assert = require('node:assert/strict');
-const { spawn } = require('child_process');
-const fs = require('fs');
-const os = require('os');
-const path = require('path');
 const h = require('./harness');
 
 const T = { timeout: 90000 };
-const ended = async (child, index = 0) => (await child.result(index)).calls.map((c) => c.args[0]);
-
-// Xorg with the dummy driver: unlike Xvfb, it puts monitors side by side and can switch one off.
-async function startXorgDummy(t) {
-  const dir = fs.mkdtempSync(path.join(os.tmpdir(), 'sc-xorg-'));
-  const conf = path.join(dir, 'xorg.conf');
-  fs.writeFileSync(conf, `Section "Device"\nIdentifier "d"\nDriver "dummy"\nVideoRam 256000\nEndSection
-Section "Monitor"\nIdentifier "m"\nHorizSync 5.0-1000.0\nVertRefresh 5.0-200.0\nEndSection
-Section "Screen"\nIdentifier "s"\nDevice "d"\nMonitor "m"\nDefaultDepth 24
-SubSection "Display"\nDepth 24\nVirtual 4000 2000\nEndSubSection\nEndSection\n`);
-  const args = ['-config', conf, '-noreset', '-nolisten', 'tcp', '-logfile', path.join(dir, 'log'), '-displayfd', '3'];
-  const xorg = spawn('Xorg', args, { stdio: ['ignore', 'ignore', 'ignore', 'pipe'] });
-  const gone = new Promise((r) => xorg.once('exit', r));
-  t.after(async () => {
-    xorg.kill();
-    await gone;
-    fs.rmSync(dir, { recursive: true, force: true });
-  });
-  let out = '';
-  const display = await new Promise((resolve, reject) => {
-    xorg.stdio[3].on('data', (d) => (out += d).includes('\n') && resolve(':' + out.trim()));
-    gone.then(() => reject(new Error(`Xorg did not start (as root?); see ${dir}/log`)));
-    setTimeout(() => reject(new Error('Xorg did not start within 30 s')), 30000).unref();
-  });
-  const env = { ...process.env, DISPLAY: display, XDG_RUNTIME_DIR: dir, QT_QPA_PLATFORM: 'xcb' };
-  delete env.WAYLAND_DISPLAY;
-  return { env, xrandr: (...a) => h.run('xrandr', a, { env }) };
-}
 
 test('two monitors side by side', async (t) => {
-  const x = await startXorgDummy(t);
+  const x = await h.startXvfb({ dummyXorg: true, timeout: 30000 });
+  t.after(() => x.stop());
   await x.xrandr('--addmode', 'DUMMY1', '1280x1024');
   await x.xrandr('--output', 'DUMMY0', '--mode', '1920x1080', '--pos', '0x0', '--output', 'DUMMY1', '--mode', '1280x1024', '--pos', '1920x0');
   // A plain query makes the server probe its outputs and tell clients; Qt only reads them.
@@ -52,8 +21,7 @@ test('two monitors side by side', async (t) => {
     const child = await h.startCapture(t, x);
     await h.drag(x.env, 1700, 300, 2150, 520);
     await h.key(x.env, 'Return');
-    assert.deepEqual(await ended(child), ['image']);
-    const img = h.readPng(await h.readClipboard(x.env, 'image/png'));
+    const img = await h.copiedImage(child, x.env);
     assert.equal(h.patternCropMismatch(img, { x: 1700, y: 300, w: 450, h: 220 }), null);
   });
 
@@ -62,7 +30,7 @@ test('two monitors side by side', async (t) => {
     await h.drag(x.env, 300, 300, 600, 500);
     await x.xrandr('--output', 'DUMMY1', '--off');
     await x.xrandr();
-    assert.deepEqual(await ended(child), ['exit']);
+    assert.deepEqual(await h.ended(child), ['exit']);
   });
 });
 
@@ -88,7 +56,7 @@ test('a 16:9 screen', async (t) => {
       await panelBelow(bar.y + bar.h, size, tool);
     }
     await h.clickAt(x.env, 600, 400, 3);
-    assert.deepEqual(await ended(child), ['exit']);
+    assert.deepEqual(await h.ended(child), ['exit']);
   });
 
   await t.test('Enter before any region does nothing in a second session, after one that copied', T, async (t) => {
@@ -98,7 +66,7 @@ test('a 16:9 screen', async (t) => {
     await h.waitForOverlay(x.env, { child });
     await h.drag(x.env, 300, 200, 900, 600);
     await h.key(x.env, 'Return');
-    assert.deepEqual(await ended(child, 0), ['image']);
+    assert.deepEqual(await h.ended(child, 0), ['image']);
     await child.waitFor((l) => l.op === 'capturing' && l.index === 1);
     await h.waitForOverlay(x.env, { child });
     await h.sleep(300);
@@ -106,6 +74,6 @@ test('a 16:9 screen', async (t) => {
     await h.sleep(400);
     assert.equal(child.events('captured').length, 1, 'the second session must go on');
     await h.key(x.env, 'Escape');
-    assert.deepEqual(await ended(child, 1), ['exit']);
+    assert.deepEqual(await h.ended(child, 1), ['exit']);
   });
 });

@@ -11,7 +11,6 @@ const h = require('./harness');
 const { startSway, standinPortal, grim } = require('../../scripts/wayland-session');
 
 const T = { timeout: 120000 };
-const DIM = [53, 53, 53, 133];
 const EXIT = [{ args: ['exit'], thisIsNull: true }];
 const FAILED = 'capture ended without a screenshot: ';
 
@@ -37,8 +36,7 @@ async function copyRegion(s, child, r) {
   await h.drag(s.env, r.x, r.y, r.x + r.w, r.y + r.h);
   await h.sleep(150);
   await h.key(s.env, 'Return');
-  assert.deepEqual((await child.result()).calls, [{ args: ['image'], thisIsNull: true }]);
-  return h.readPng(await h.readClipboard(s.env, 'image/png'));
+  return h.copiedImage(child, s.env);
 }
 
 test('Wayland session', async (t) => {
@@ -71,10 +69,8 @@ test('Wayland session', async (t) => {
   await t.test('two outputs side by side: the frozen picture dimmed over both, a region across the border copied, text typed, Esc, save as', T, async (t) => {
     const [W, H] = [640, 480];
     const s = await waylandDesktop(t, [{ w: W, h: H }, { w: W, h: H }]);
-    await h.mousemove(s.env, 2 * W - 1, H - 1);
-    let child = h.spawnCapture(s.child);
-    t.after(() => child.kill());
-    const dimmed = (shot) => h.comparePixels(shot, (px, py) => (px === 0 || py === 0 ? [0, 0, 0] : h.blend(h.patternPixel(px, py), DIM)));
+    let child = await h.startCapture(t, { ...s, width: 2 * W, height: H }, { env: s.child });
+    const dimmed = (shot) => h.comparePixels(shot, (px, py) => h.dimmedPattern(px, py));
     let cmp;
     const ok = await h.waitUntil(async () => (cmp = dimmed(await grim(s.env))).bad === 0, { timeout: 15000 });
     assert.ok(ok, `overlay over ${2 * W}x${H}: ${h.diffText(cmp)}`);
@@ -119,11 +115,7 @@ test('Wayland session', async (t) => {
 
   await t.test('an output at scale 2: the clipboard holds device pixels', T, async (t) => {
     const s = await waylandDesktop(t, [{ w: 1280, h: 800, scale: 2 }]);
-    await h.mousemove(s.env, 639, 399);
-    const child = h.spawnCapture(s.child);
-    t.after(() => child.kill());
-    await h.waitForOverlay(s.env, { child });
-    await h.sleep(300);
+    const child = await h.startCapture(t, { ...s, width: 640, height: 400 }, { env: s.child, settle: 300 });
     const region = { x: 101, y: 51, w: 200, h: 150 };
     const img = await copyRegion(s, child, region);
     assert.equal(h.patternCropMismatch(img, { x: 202, y: 102, w: 400, h: 300 }), null);

@@ -2,19 +2,9 @@
 // calls onto a copy of a picture, knowing nothing of the module's item classes.
 //   annotref IN.png OUT.png '{"origin": [ox, oy], "items": [...]}'
 // origin maps scene coordinates to picture pixels; items are {"type": "rect" | "ellipse",
-// "box": [x, y, w, h]} or {"type": "arrow", "from", "to"} or {"type": "pen", "points",
-// "guide": bool}, each with "width" and "color" ("#rrggbb"), or {"type": "badge", "box",
-// "text"} (picture pixels, no origin).
-#include <QApplication>
-#include <QColor>
-#include <QImage>
-#include <QJsonArray>
-#include <QJsonDocument>
-#include <QJsonObject>
-#include <QLineF>
-#include <QPainter>
-#include <QPainterPath>
-#include <QPolygonF>
+// "box": [x, y, w, h]} or {"type": "arrow", "from", "to"} or {"type": "pen", "points"}, each
+// with "width" and "color" ("#rrggbb"), or {"type": "badge", "box", "text"} (picture pixels).
+#include <QtWidgets>
 #include <cmath>
 #include <cstdio>
 
@@ -68,26 +58,18 @@ static void arrow(QPainter& p, QJsonObject const& item) {
     p.drawPolygon(QPolygonF({s, q1, q2}), Qt::OddEvenFill);
 }
 
-// Free-hand line: every segment drawn on its own with round caps, antialiased; optionally the
-// thin grey dashed guide along its middle.
+// Free-hand line: every segment drawn on its own with round caps, antialiased.
 static void pen(QPainter& p, QJsonObject const& item) {
     const QJsonArray pts = item.value("points").toArray();
     QPen line(QColor(item.value("color").toString()));
     line.setWidth(item.value("width").toInt());
     line.setCapStyle(Qt::RoundCap);
-    QPen guide(Qt::gray);
-    guide.setWidth(1);
-    guide.setCapStyle(Qt::RoundCap);
-    guide.setStyle(Qt::DashLine);
     p.setRenderHint(QPainter::Antialiasing, true);
     p.setBrush(Qt::NoBrush);
-    const bool withGuide = item.value("guide").toBool();
-    for (const QPen& pn : withGuide ? QList<QPen>{line, guide} : QList<QPen>{line}) {
-        p.setPen(pn);
-        for (int i = 0; i + 1 < pts.size(); ++i) {
-            const QLineF seg(point(pts.at(i)), point(pts.at(i + 1)));
-            p.drawLines(&seg, 1);
-        }
+    p.setPen(line);
+    for (int i = 0; i + 1 < pts.size(); ++i) {
+        const QLineF seg(point(pts.at(i)), point(pts.at(i + 1)));
+        p.drawLines(&seg, 1);
     }
 }
 
@@ -115,45 +97,39 @@ static void badge(QPainter& p, QJsonObject const& item) {
 
 int main(int argc, char** argv) {
     QApplication app(argc, argv);
-    if (argc != 4) {
-        std::fprintf(stderr, "usage: annotref IN.png OUT.png JSON\n");
-        return 2;
-    }
     QImage image;
-    if (!image.load(QString::fromLocal8Bit(argv[1]))) {
-        std::fprintf(stderr, "cannot read %s\n", argv[1]);
-        return 1;
+    QJsonParseError err{};
+    const QJsonObject desc =
+        argc == 4 ? QJsonDocument::fromJson(QByteArray(argv[3]), &err).object() : QJsonObject();
+    if (argc != 4 || err.error != QJsonParseError::NoError ||
+        !image.load(QString::fromLocal8Bit(argv[1]))) {
+        std::fprintf(stderr,
+                     "usage: annotref IN.png OUT.png JSON (a readable picture, valid JSON)\n");
+        return 2;
     }
     image = image.convertToFormat(QImage::Format_RGB32);
-    QJsonParseError err;
-    const QJsonObject desc = QJsonDocument::fromJson(QByteArray(argv[3]), &err).object();
-    if (err.error != QJsonParseError::NoError) {
-        std::fprintf(stderr, "bad JSON: %s\n", qPrintable(err.errorString()));
-        return 2;
-    }
-    {
-        QPainter p(&image);
-        const QPointF origin = point(desc.value("origin"));
-        for (const QJsonValue& v : desc.value("items").toArray()) {
-            const QJsonObject item = v.toObject();
-            const QString type = item.value("type").toString();
-            p.save();
-            p.translate(origin);
-            if (type == "rect" || type == "ellipse")
-                outline(p, item);
-            else if (type == "arrow")
-                arrow(p, item);
-            else if (type == "pen")
-                pen(p, item);
-            else if (type == "badge")
-                badge(p, item);
-            else {
-                std::fprintf(stderr, "unknown item type %s\n", qPrintable(type));
-                return 2;
-            }
-            p.restore();
+    QPainter p(&image);
+    const QPointF origin = point(desc.value("origin"));
+    for (const QJsonValue& v : desc.value("items").toArray()) {
+        const QJsonObject item = v.toObject();
+        const QString type = item.value("type").toString();
+        p.save();
+        p.translate(origin);
+        if (type == "rect" || type == "ellipse")
+            outline(p, item);
+        else if (type == "arrow")
+            arrow(p, item);
+        else if (type == "pen")
+            pen(p, item);
+        else if (type == "badge")
+            badge(p, item);
+        else {
+            std::fprintf(stderr, "unknown item type %s in %s\n", qPrintable(type), argv[3]);
+            return 2;
         }
+        p.restore();
     }
+    p.end();
     if (!image.save(QString::fromLocal8Bit(argv[2]), "PNG")) {
         std::fprintf(stderr, "cannot write %s\n", argv[2]);
         return 1;

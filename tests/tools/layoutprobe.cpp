@@ -10,14 +10,7 @@
 #include "selectstylewidget.h"
 #include "showsizewidget.h"
 
-#include <QAbstractItemView>
-#include <QApplication>
-#include <QFile>
-#include <QJsonArray>
-#include <QJsonDocument>
-#include <QJsonObject>
-#include <QLayout>
-#include <QStandardItemModel>
+#include <QtWidgets>
 #include <cstdio>
 
 static QJsonArray centre(QWidget* w, QWidget* root) {
