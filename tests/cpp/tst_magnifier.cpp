@@ -2,6 +2,7 @@
 
 #include "magnifyingglassgraphicsitem.h"
 #include "screenshotgraphicsitem.h"
+#include "screenshotsizegraphicitem.h"
 
 #include <cstdio>
 
@@ -92,6 +93,16 @@ private slots:
             QString("POS:(%1,%2)\nRGB:%3").arg(v.x()).arg(v.y()).arg(QColor(shot.pixel(q)).name()));
         scene.removeItem(frame);
         delete frame;
+    }
+
+    // The size box darkens whatever lies under it by the same amount: black at alpha 200.
+    void sizeBoxShade() {
+        QImage img(100, 20, QImage::Format_RGB32);
+        img.fill(Qt::white);
+        QPainter painter(&img);
+        paintSizeBox(&painter, QRectF(0, 0, 100, 20), 0, QString());
+        painter.end();
+        QVERIFY(qAbs(qRed(img.pixel(50, 10)) - 55) <= 1);
     }
 };
 

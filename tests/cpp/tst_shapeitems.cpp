@@ -59,10 +59,12 @@ private slots:
                     : makeItem<RectangleGraphicsItem>(PaintShapesRectangle, width);
         item->setRect(QRectF(100, 80, 240, 140)); // centre (220, 150), half-axes 120 and 70
         item->setItemPaintStatus(PaintStatusFinished);
-        // Across the left and the top of the outline: a band of the pen's width centred on it.
+        // Across each side of the outline: a band of the pen's width centred on it.
         for (double o : {h - 0.5, 0.5 - h, h + 0.5, -0.5 - h}) {
             QCOMPARE(item->contains(QPointF(100 + o, 150)), qAbs(o) < h);
+            QCOMPARE(item->contains(QPointF(340 + o, 150)), qAbs(o) < h);
             QCOMPARE(item->contains(QPointF(220, 80 + o)), qAbs(o) < h);
+            QCOMPARE(item->contains(QPointF(220, 220 + o)), qAbs(o) < h);
         }
         QVERIFY(!item->contains(QPointF(220, 150))); // unfilled: the inside never hits
         // (292, 94) = centre + (120 * 0.6, -70 * 0.8) lies on the ellipse and inside the
