@@ -142,8 +142,8 @@ void MainWindow::paintDimmed(QPainter& painter) {
 
 void MainWindow::paintEvent(QPaintEvent* event) {
     QPainter painter(this);
-    const qint64 key = screenPixmap ? screenPixmap->cacheKey() : 0;
-    if (!dimmedCache.isNull() && dimmedCacheKey == key && dimmedCache.size() == size()) {
+    // The kept copy is dropped whenever the screenshot changes.
+    if (!dimmedCache.isNull() && dimmedCache.size() == size()) {
         painter.drawImage(0, 0, dimmedCache);
     } else {
         paintDimmed(painter);
@@ -156,7 +156,6 @@ void MainWindow::paintEvent(QPaintEvent* event) {
             dimmedCache = QImage(size(), static_cast<QImage*>(device)->format());
             QPainter cache(&dimmedCache);
             paintDimmed(cache);
-            dimmedCacheKey = key;
         }
         paintedOnce = true;
     }

@@ -96,7 +96,6 @@ private:
     // The dimmed screenshot as painted, kept after the first paint of a session so later
     // repaints (every mouse move repaints under the selection) are one copy, not a blend.
     QImage dimmedCache;
-    qint64 dimmedCacheKey = 0;
     bool paintedOnce = false;
 };
 
