@@ -7,6 +7,7 @@
 #include <QGraphicsScene>
 #include <QGraphicsView>
 #include <QPainter>
+#include <QStyleOptionGraphicsItem>
 #include <algorithm>
 #include <cstring>
 #include <vector>
@@ -29,6 +30,8 @@ int liveItems = 0;
 } // namespace
 
 MosaicGraphicsItem::MosaicGraphicsItem() : QGraphicsItem(nullptr) {
+    // The exposed rect lets a repaint skip the squares it does not touch.
+    setFlag(ItemUsesExtendedStyleOption);
     ++liveItems;
 }
 
@@ -76,8 +79,21 @@ void MosaicGraphicsItem::setImage(QImage const& image) {
 }
 
 void MosaicGraphicsItem::changePoint(QPointF const& p) {
-    prepareGeometryChange();
     points_.append(p);
+    // The bounds (the whole region) stay as they are: only the new square needs painting,
+    // not every square of every stroke below it.
+    update(squareAt(p).adjusted(-1, -1, 1, 1));
+}
+
+int MosaicGraphicsItem::squareSide() const {
+    StyleManager* manager = StyleManager::instance();
+    StyleInfo* style = manager->getGraphicItemStyleInfo(this);
+    return (style ? style->width : 0) * manager->getMosaicMultiplier();
+}
+
+QRectF MosaicGraphicsItem::squareAt(QPointF const& p) const {
+    const int m = squareSide(), half = m / 2;
+    return QRectF(int(p.x() - half), int(p.y() - half), m, m);
 }
 
 void MosaicGraphicsItem::mosaic(QImage const& image) {
@@ -193,17 +209,18 @@ QImage MosaicGraphicsItem::pixelate(QImage const& image, int block) {
     return out;
 }
 
-void MosaicGraphicsItem::paint(QPainter* painter, QStyleOptionGraphicsItem const*, QWidget*) {
+void MosaicGraphicsItem::paint(QPainter* painter, QStyleOptionGraphicsItem const* option,
+                               QWidget*) {
     if (points_.isEmpty() || !scene() || scene()->views().isEmpty())
         return;
-    StyleManager* manager = StyleManager::instance();
-    StyleInfo* style = manager->getGraphicItemStyleInfo(this);
-    const int m = (style ? style->width : 0) * manager->getMosaicMultiplier();
-    const int half = m / 2;
+    const int m = squareSide(), half = m / 2;
     QGraphicsView* view = scene()->views().at(0);
+    const QRectF exposed = option ? option->exposedRect : boundingRect();
     for (QPointF const& p : points_) {
+        const QRectF target = squareAt(p);
+        if (!target.intersects(exposed))
+            continue;
         const QPoint q = view->mapFromScene(p);
-        const QRectF target(int(p.x() - half), int(p.y() - half), m, m);
         const QRectF source(q.x() - half, q.y() - half, m, m);
         painter->drawImage(target, mosaicImage_, source);
     }

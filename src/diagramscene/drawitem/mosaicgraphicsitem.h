@@ -36,6 +36,9 @@ public:
     static QImage adaptImage(QImage const& a, QImage const& b);
 
 private:
+    int squareSide() const;
+    QRectF squareAt(QPointF const& p) const;
+
     QRectF bounding_;
     QVector<QPointF> points_;
     QImage mosaicImage_;

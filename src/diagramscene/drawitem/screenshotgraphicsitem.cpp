@@ -10,6 +10,7 @@
 #include <QGraphicsView>
 #include <QPainter>
 #include <algorithm>
+#include <cmath>
 
 QRect roundedRect(QRectF const& r) {
     const int left = qRound(r.x()), top = qRound(r.y());
@@ -148,6 +149,62 @@ int ScreenShotGraphicsItem::showMouseStyle(QPointF const& pos) {
     return Qt::ArrowCursor;
 }
 
+static bool integral(QRectF const& r) {
+    for (const double v : {r.x(), r.y(), r.width(), r.height()})
+        if (v != std::round(v))
+            return false;
+    return true;
+}
+
+QRegion ScreenShotGraphicsItem::changedArea(QRectF const& from, QRectF const& to) const {
+    // Inside both frames the screenshot shows pixel for pixel at the same place, so only the
+    // band between them, the edges with their handles and the size box change. That holds
+    // when the frames sit on whole pixels and the screenshot is drawn unscaled.
+    if (!screenPixmap_ || !scene() || !integral(from) || !integral(to))
+        return QRegion();
+    for (QGraphicsView* view : scene()->views()) {
+        const double ratio = view->viewport()->devicePixelRatioF();
+        if (view->transform().type() > QTransform::TxTranslate || ratio != horizontalRatio_ ||
+            ratio != verticalRatio_)
+            return QRegion();
+    }
+    StyleManager* style = StyleManager::instance();
+    const int edge = int(std::ceil(handleDiameter() / 2 + style->handlePen.widthF() +
+                                   style->selectionPen.widthF())) +
+                     2;
+    QRegion area = QRegion(from.toRect()) ^ QRegion(to.toRect());
+    for (QRectF const& r : {from, to}) {
+        const QRect o = r.toRect();
+        area += QRect(o.left() - edge, o.top() - edge, o.width() + 2 * edge, 2 * edge);
+        area += QRect(o.left() - edge, o.bottom() + 1 - edge, o.width() + 2 * edge, 2 * edge);
+        area += QRect(o.left() - edge, o.top() - edge, 2 * edge, o.height() + 2 * edge);
+        area += QRect(o.right() + 1 - edge, o.top() - edge, 2 * edge, o.height() + 2 * edge);
+        if (showSize_) {
+            // The text may run past the box; the bounds leave 300 for it.
+            DefualtBaseDate* base = DefualtBaseDate::instance();
+            const int h = int(std::ceil(base->sizeBoxHeight));
+            const int w = int(std::ceil(std::max(base->sizeBoxWidth, 300.0)));
+            area += QRect(o.left() - 4, o.top() - h - 14, w + 8, h + 8);
+        }
+    }
+    return area;
+}
+
+void ScreenShotGraphicsItem::changeRect(QRectF const& next) {
+    if (next == rect_)
+        return;
+    const QRegion area = changedArea(rect_, next);
+    if (area.isEmpty()) {
+        ShapeBaseGraphicsItem::changeRect(next);
+    } else {
+        // A whole-item repaint at 4K costs more than a frame; the scene has no index to keep.
+        rect_ = next;
+        for (QRect const& r : area)
+            scene()->update(r);
+    }
+    followHandle();
+}
+
 QRectF ScreenShotGraphicsItem::boundingRect() const {
     QRectF r = ShapeBaseGraphicsItem::boundingRect();
     r.setTop(r.top() - 100);
@@ -174,8 +231,18 @@ void ScreenShotGraphicsItem::customPaint(QPainter* painter, QRectF const& r) {
         paintSizeBox(painter, box, 0,
                      QString::asprintf("%d x %d", int(r.width()), int(r.height())));
     }
+}
+
+// While a handle is dragged the magnifier shows the pixels under it. Placed when the frame
+// changes, not while painting: moving it from paint() would schedule another repaint of the
+// frame under it, and that one another.
+void ScreenShotGraphicsItem::followHandle() {
     if (!glass_ || !glass_->isVisible() || dragMode_ != 2 || paintStatus_ != PaintStatusEditing)
         return;
+    int vx = 0, vy = 0, vr = -1, vb = -1;
+    if (!updateSourceRect(rect_, vx, vy, vr, vb))
+        return;
+    const QRectF& r = rect_;
     const double x = r.x(), y = r.y(), w = r.width(), h = r.height();
     const double sx = sourceRect_.x(), sy = sourceRect_.y();
     const double sw = sourceRect_.width(), sh = sourceRect_.height();
@@ -215,8 +282,10 @@ void ScreenShotGraphicsItem::customPaint(QPainter* painter, QRectF const& r) {
 
 void ScreenShotGraphicsItem::mousePressEvent(QGraphicsSceneMouseEvent* event) {
     ShapeBaseGraphicsItem::mousePressEvent(event);
-    if (dragMode_ != 1 && glass_)
+    if (dragMode_ != 1 && glass_) {
         glass_->show();
+        followHandle();
+    }
 }
 
 void ScreenShotGraphicsItem::mouseMoveEvent(QGraphicsSceneMouseEvent* event) {

@@ -3,6 +3,8 @@
 
 #include "shapebasegraphicsitem.h"
 
+#include <QRegion>
+
 class MagnifyingGlassGraphicsitem;
 class QGraphicsView;
 
@@ -29,7 +31,12 @@ public:
     QRectF boundingRect() const override;
     void customPaint(QPainter* painter, QRectF const& rect) override;
 
+    // What must be repainted when the frame goes from `from` to `to`, in scene coordinates;
+    // empty when only a whole repaint is right (see changeRect).
+    QRegion changedArea(QRectF const& from, QRectF const& to) const;
+
 protected:
+    void changeRect(QRectF const& next) override;
     void mousePressEvent(QGraphicsSceneMouseEvent* event) override;
     void mouseMoveEvent(QGraphicsSceneMouseEvent* event) override;
     void mouseReleaseEvent(QGraphicsSceneMouseEvent* event) override;
@@ -38,6 +45,7 @@ private:
     QGraphicsView* firstView() const;
     // The part of the screenshot under r, and r's corners in view coordinates.
     bool updateSourceRect(QRectF const& r, int& vx, int& vy, int& vr, int& vb);
+    void followHandle();
     void placeMagnifier(QPointF const& cursor, QPoint const& viewPoint, QPointF const& pixmapPoint);
 
     QRectF sourceRect_;

@@ -63,9 +63,13 @@ void ShapeBaseGraphicsItem::paint(QPainter* painter, QStyleOptionGraphicsItem co
 }
 
 void ShapeBaseGraphicsItem::setRect(QRectF const& rect) {
-    prepareGeometryChange();
-    rect_ = rect;
+    changeRect(rect);
     refreshDirectionMap();
+}
+
+void ShapeBaseGraphicsItem::changeRect(QRectF const& next) {
+    prepareGeometryChange();
+    rect_ = next;
 }
 
 void ShapeBaseGraphicsItem::setItemPaintStatus(ItemPaintStatus status) {
@@ -193,51 +197,52 @@ void ShapeBaseGraphicsItem::mouseMoveEvent(QGraphicsSceneMouseEvent* event) {
         break;
     }
     const QPointF c = cursor_;
-    prepareGeometryChange();
+    QRectF next = rect_;
     if (dragMode_ == 1) {
         const QPointF delta = c - last_;
         last_ = c;
-        QPointF topLeft = rect_.topLeft() + delta;
+        QPointF topLeft = next.topLeft() + delta;
         if (confineToScene_ && scene()) {
             const QRectF sr = scene()->sceneRect();
             topLeft.setX(std::max(topLeft.x(), sr.x()));
-            topLeft.setX(std::min(topLeft.x(), sr.x() + sr.width() - rect_.width()));
+            topLeft.setX(std::min(topLeft.x(), sr.x() + sr.width() - next.width()));
             topLeft.setY(std::max(topLeft.y(), sr.y()));
-            topLeft.setY(std::min(topLeft.y(), sr.y() + sr.height() - rect_.height()));
+            topLeft.setY(std::min(topLeft.y(), sr.y() + sr.height() - next.height()));
         }
-        rect_.moveTopLeft(topLeft);
+        next.moveTopLeft(topLeft);
     }
     determineDirection(c);
     const QPointF a = anchor_;
-    const double x = rect_.x(), y = rect_.y(), h = rect_.height();
+    const double x = next.x(), y = next.y(), h = next.height();
     switch (direction_) {
     case DirectionTop:
-        rect_ = QRectF(x, c.y(), a.x() - x, a.y() - c.y());
+        next = QRectF(x, c.y(), a.x() - x, a.y() - c.y());
         break;
     case DirectionBottom:
-        rect_ = QRectF(x, a.y(), a.x() - x, c.y() - a.y());
+        next = QRectF(x, a.y(), a.x() - x, c.y() - a.y());
         break;
     case DirectionLeft:
-        rect_ = QRectF(c.x(), a.y(), a.x() - c.x(), (y + h) - a.y());
+        next = QRectF(c.x(), a.y(), a.x() - c.x(), (y + h) - a.y());
         break;
     case DirectionRight:
-        rect_ = QRectF(a.x(), a.y(), c.x() - a.x(), (y + h) - a.y());
+        next = QRectF(a.x(), a.y(), c.x() - a.x(), (y + h) - a.y());
         break;
     case DirectionTopLeft:
-        rect_ = QRectF(c.x(), c.y(), a.x() - c.x(), a.y() - c.y());
+        next = QRectF(c.x(), c.y(), a.x() - c.x(), a.y() - c.y());
         break;
     case DirectionTopRight:
-        rect_ = QRectF(a.x(), c.y(), c.x() - a.x(), a.y() - c.y());
+        next = QRectF(a.x(), c.y(), c.x() - a.x(), a.y() - c.y());
         break;
     case DirectionBottomLeft:
-        rect_ = QRectF(c.x(), a.y(), a.x() - c.x(), c.y() - a.y());
+        next = QRectF(c.x(), a.y(), a.x() - c.x(), c.y() - a.y());
         break;
     case DirectionBottomRight:
-        rect_ = QRectF(a.x(), a.y(), c.x() - a.x(), c.y() - a.y());
+        next = QRectF(a.x(), a.y(), c.x() - a.x(), c.y() - a.y());
         break;
     case DirectionNone:
         break;
     }
+    changeRect(next);
 }
 
 void ShapeBaseGraphicsItem::mouseReleaseEvent(QGraphicsSceneMouseEvent* event) {

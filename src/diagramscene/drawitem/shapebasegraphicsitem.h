@@ -36,6 +36,8 @@ protected:
     void mouseMoveEvent(QGraphicsSceneMouseEvent* event) override;
     void mouseReleaseEvent(QGraphicsSceneMouseEvent* event) override;
 
+    // Every change of the box goes through here; the default repaints the old and new bounds.
+    virtual void changeRect(QRectF const& next);
     double handleDiameter() const;
     // The outline of an annotation: its style's pen, and the band that catches the mouse.
     bool setStylePen(QPainter* painter) const;
