@@ -18,6 +18,52 @@ class TestMainWindow : public QObject {
         ts::dragPx(window->selectionView()->viewport(), from, to);
         QTest::qWait(20); // let the frame repaint: the crop is taken from the last paint
     }
+    // Area the overlay repainted (its children are transparent, so it paints under them too).
+    struct PaintArea : QObject {
+        QWidget* target = nullptr;
+        qint64 area = 0;
+        bool eventFilter(QObject* o, QEvent* e) override {
+            if (o == target && e->type() == QEvent::Paint)
+                for (QRect const& r : static_cast<QPaintEvent*>(e)->region())
+                    area += qint64(r.width()) * r.height();
+            return false;
+        }
+    };
+    static void settle() {
+        for (int i = 0; i < 3; ++i) {
+            QCoreApplication::processEvents();
+            QCoreApplication::sendPostedEvents();
+        }
+    }
+    // The largest area one of the moves from `from` to `to` (on `w`) repainted, leaving out the
+    // first `uncounted` ones.
+    qint64 largestRepaint(QWidget* w, QPoint from, QPoint to, int steps, int uncounted = 0) {
+        PaintArea counter;
+        counter.target = window;
+        qApp->installEventFilter(&counter);
+        qint64 largest = 0;
+        QTest::mousePress(w, Qt::LeftButton, {}, from);
+        settle();
+        for (int i = 1; i <= steps; ++i) {
+            counter.area = 0;
+            QTest::mouseMove(w, from + (to - from) * i / steps);
+            settle();
+            if (i > uncounted)
+                largest = std::max(largest, counter.area);
+        }
+        QTest::mouseRelease(w, Qt::LeftButton, {}, to);
+        settle();
+        qApp->removeEventFilter(&counter);
+        return largest;
+    }
+    // What the X server shows against a whole repaint of the window now.
+    void compareScreenWithWholeRepaint() {
+        settle();
+        const QImage screen = window->screen()->grabWindow(window->winId()).toImage();
+        const QImage whole = window->grab().toImage();
+        QCOMPARE(screen.convertToFormat(QImage::Format_RGB32),
+                 whole.convertToFormat(QImage::Format_RGB32));
+    }
     void reset() {
         window->setMainWindowRect(QRect(0, 0, 2560, 1600));
         window->setScreenPixmap(new QPixmap(QPixmap::fromImage(shot)));
@@ -71,6 +117,41 @@ private slots:
         QCOMPARE(window->annotationScene()->sceneRect(), QRectF(-251.5, -150.5, 503, 301));
         QCOMPARE(window->sizeDisplay()->text(), QString("503 x 301"));
         QVERIFY(!window->selectionView()->isVisible());
+    }
+
+    // At 4K a whole repaint of a large frame takes longer than a frame: the frame and the mosaic
+    // repaint what changed, and what reaches the screen is still what a whole repaint gives.
+    void frameMovesRepaintOnlyWhatChanged_data() {
+        QTest::addColumn<QPoint>("from");
+        QTest::addColumn<QPoint>("to");
+        QTest::newRow("grow by a corner") << QPoint(2200, 1400) << QPoint(2400, 1500);
+        QTest::newRow("shrink by a corner") << QPoint(2200, 1400) << QPoint(1900, 1100);
+        QTest::newRow("top edge up") << QPoint(1200, 200) << QPoint(1200, 120);
+        QTest::newRow("left edge past the right") << QPoint(200, 800) << QPoint(2400, 800);
+        QTest::newRow("move") << QPoint(1000, 700) << QPoint(800, 500);
+    }
+    void frameMovesRepaintOnlyWhatChanged() {
+        QFETCH(QPoint, from);
+        QFETCH(QPoint, to);
+        const QRect frame(QPoint(200, 200), QPoint(2200, 1400));
+        select(frame.topLeft(), frame.bottomRight() + QPoint(1, 1));
+        compareScreenWithWholeRepaint();
+        const qint64 largest = largestRepaint(window->selectionView()->viewport(), from, to, 20);
+        QVERIFY2(largest < qint64(frame.width()) * frame.height() / 4,
+                 "a move repainted the frame");
+        compareScreenWithWholeRepaint();
+    }
+    void mosaicSquaresRepaintAlone() {
+        select(QPoint(200, 200), QPoint(2200, 1400));
+        window->slotInsertMosaic();
+        QWidget* paint = window->annotationView()->viewport();
+        for (int y = 100; y < 1000; y += 200)
+            ts::dragPx(paint, QPoint(100, y), QPoint(1800, y + 50), 6);
+        // A new stroke's first square repaints the region once (a new item); the rest do not.
+        QVERIFY2(largestRepaint(paint, QPoint(100, 1100), QPoint(1800, 1050), 10, 1) <
+                     2000 * 1200 / 20,
+                 "a mosaic square repainted the region");
+        compareScreenWithWholeRepaint();
     }
 
     void cancelAndEmptyConfirmKeepTheClipboard() {

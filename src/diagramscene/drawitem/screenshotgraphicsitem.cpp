@@ -193,7 +193,11 @@ QRegion ScreenShotGraphicsItem::changedArea(QRectF const& from, QRectF const& to
 void ScreenShotGraphicsItem::changeRect(QRectF const& next) {
     if (next == rect_)
         return;
-    const QRegion area = changedArea(rect_, next);
+    QRegion area = changedArea(rect_, next);
+    // The band's repaint can run before the magnifier's own update and draw it where it goes
+    // next; the view then forgets where it was, so that place is repainted here.
+    if (!area.isEmpty() && glass_ && glass_->isVisible())
+        area += glass_->sceneBoundingRect().toAlignedRect();
     if (area.isEmpty()) {
         ShapeBaseGraphicsItem::changeRect(next);
     } else {
