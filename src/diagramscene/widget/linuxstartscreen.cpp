@@ -5,11 +5,14 @@
 #include "mainwindow.h"
 #include "portalscreenshot.h"
 #include "stylemanager.h"
+#include "x11screengrab.h"
 #include "x11windowsnapshot.h"
 
 #include <QApplication>
+#include <QBackingStore>
 #include <QDebug>
 #include <QDesktopWidget>
+#include <QPainter>
 #include <QScreen>
 #include <QTimer>
 #include <QWindow>
@@ -21,9 +24,18 @@ static void registerResources() {
 // X11: the root window through Qt. Wayland: X clients see a black desktop there, so the
 // portal's picture (in device pixels) is used instead. Null, with the reason, on failure.
 static QPixmap* grabDesktop(const QRect& rect, QString* why) {
-    if (!isWaylandSession())
-        return new QPixmap(QGuiApplication::primaryScreen()->grabWindow(
-            0, rect.x(), rect.y(), rect.width(), rect.height()));
+    if (!isWaylandSession()) {
+        QScreen* screen = QGuiApplication::primaryScreen();
+        // Unscaled, logical pixels are the root's own; Qt's grab copies the picture twice
+        // after it came through the socket.
+        if (QGuiApplication::platformName() == QLatin1String("xcb") &&
+            screen->devicePixelRatio() == 1) {
+            QImage image = X11ScreenGrab::grab(rect);
+            if (!image.isNull())
+                return new QPixmap(QPixmap::fromImage(std::move(image)));
+        }
+        return new QPixmap(screen->grabWindow(0, rect.x(), rect.y(), rect.width(), rect.height()));
+    }
     if (QGuiApplication::platformName() != QLatin1String("xcb")) {
         *why = QStringLiteral("no XWayland: on a Wayland session the overlay needs an X display "
                               "(DISPLAY is not set or cannot be opened)");
@@ -61,6 +73,20 @@ void LinuxStartScreen::warmUp() {
     mainWindow_->ensurePolished();
     // The native window, unmapped until the first showFullScreen().
     mainWindow_->winId();
+    // The host runs no Qt event loop between captures: what construction posted (style
+    // sheets' polish requests, which load the icons) would wait for the first capture.
+    QCoreApplication::sendPostedEvents();
+    // The window's buffer, its memory touched once: first use of fresh memory was most of
+    // what made the first capture slower than the rest. The buffer stays between captures.
+    const QSize size = QApplication::desktop()->size();
+    if (QBackingStore* store = mainWindow_->backingStore(); store && !size.isEmpty()) {
+        const QRect all(QPoint(), size);
+        store->resize(size);
+        store->beginPaint(all);
+        if (QPaintDevice* device = store->paintDevice())
+            QPainter(device).fillRect(all, Qt::black);
+        store->endPaint();
+    }
 }
 
 LinuxStartScreen::~LinuxStartScreen() {
