@@ -5,8 +5,9 @@
 // pixel changes, i.e. when the dimmed screenshot is on the server.
 //
 //   cold:   node start -> require -> new Main() -> screenCapture() -> overlay painted, one fresh
-//           node process per round; alternated with Flameshot's `flameshot gui` (no daemon
-//           running, fresh config directory) when flameshot is installed.
+//           node process per round (without NODE_EXTRA_CA_CERTS, see below), beside node
+//           alone; alternated with Flameshot's `flameshot gui` (no daemon running, fresh
+//           config directory) when flameshot is installed.
 //   warm:   in one process: new Main(), then the first screenCapture() and later ones, each
 //           from the call until the overlay is painted; ended with Esc from xdotool.
 //   memory: the host's resident set while the overlay of a warm capture is up, against the
@@ -78,6 +79,14 @@ async function stop(proc) {
 }
 
 // One cold start: spawn `cmd`, return ms from the spawn until the centre pixel changed.
+// Node alone: spawn until `node -e ""` has exited, the share of the cold start that is node's.
+async function bareNodeRound(env) {
+  const t0 = now();
+  const proc = spawn(process.execPath, ['-e', ''], { env, stdio: 'ignore' });
+  await new Promise((r) => proc.once('exit', r));
+  return now() - t0;
+}
+
 async function coldRound(cmd, args, env) {
   await ask('base');
   const t0 = now();
@@ -157,14 +166,24 @@ function flameshotPath() {
   if (ready[0] !== 'ready') throw new Error('poller did not start');
   [width, height] = [Number(ready[1]), Number(ready[2])];
   const env = { ...process.env };
+  // Node reads every certificate of NODE_EXTRA_CA_CERTS when it starts (70 ms here, where the
+  // machine sets it for its own tools); a desktop app's node does not. The cold child runs
+  // without it; when it is set, a third series shows the start with it.
+  const nodeEnv = { ...env };
+  delete nodeEnv.NODE_EXTRA_CA_CERTS;
+  const extraCa = env.NODE_EXTRA_CA_CERTS !== undefined;
   const flameshot = flameshotPath();
   const config = fs.mkdtempSync(path.join(os.tmpdir(), 'flameshot-cfg-'));
   const ours = [];
   const theirs = [];
+  const oursExtraCa = [];
+  const bareNode = [];
   // Alternating rounds, so both see the same machine load; one unmeasured round of each first
   // (page cache).
   for (let i = 0; i < ROUNDS + 1; ++i) {
-    const a = await coldRound(process.execPath, ['-e', COLD_CHILD, path.resolve(opt.module)], env);
+    const a = await coldRound(process.execPath, ['-e', COLD_CHILD, path.resolve(opt.module)], nodeEnv);
+    const c = extraCa ? await coldRound(process.execPath, ['-e', COLD_CHILD, path.resolve(opt.module)], env) : NaN;
+    const d = await bareNodeRound(nodeEnv);
     let b = NaN;
     if (flameshot) {
       fs.rmSync(config, { recursive: true, force: true });
@@ -173,6 +192,8 @@ function flameshotPath() {
     }
     if (i === 0) continue;
     ours.push(a);
+    bareNode.push(d);
+    if (extraCa) oursExtraCa.push(c);
     if (flameshot) theirs.push(b);
   }
   fs.rmSync(config, { recursive: true, force: true });
@@ -187,6 +208,8 @@ function flameshotPath() {
     rounds: ROUNDS,
     cold_median_ms: median(ours),
     cold_ms: ours,
+    bare_node_median_ms: median(bareNode),
+    cold_with_extra_ca_median_ms: extraCa ? median(oursExtraCa) : null,
     flameshot: flameshot ? 'installed' : 'not installed',
     flameshot_cold_median_ms: flameshot ? median(theirs) : null,
     flameshot_cold_ms: theirs,
@@ -202,7 +225,11 @@ function flameshotPath() {
   };
   const f = (v) => (typeof v === 'number' && !Number.isNaN(v) ? v.toFixed(1) : '-');
   console.log(`Latency ${width}x${height}, from outside the process (${ROUNDS} rounds, medians)`);
-  console.log(`  cold: node start -> overlay painted   ${f(r.cold_median_ms)} ms`);
+  console.log(`  cold: node start -> overlay painted   ${f(r.cold_median_ms)} ms   ` +
+    `(node alone, start to exit: ${f(r.bare_node_median_ms)} ms)`);
+  if (extraCa) {
+    console.log(`        the same with this machine's NODE_EXTRA_CA_CERTS  ${f(r.cold_with_extra_ca_median_ms)} ms`);
+  }
   if (flameshot) {
     console.log(`  cold: flameshot gui (no daemon)       ${f(r.flameshot_cold_median_ms)} ms   ` +
       `ratio ${r.cold_over_flameshot.toFixed(2)} (target <= 1: ${r.cold_over_flameshot <= 1 ? 'met' : 'NOT met'})`);

@@ -172,19 +172,43 @@ QRegion ScreenShotGraphicsItem::changedArea(QRectF const& from, QRectF const& to
     const int edge = int(std::ceil(handleDiameter() / 2 + style->handlePen.widthF() +
                                    style->selectionPen.widthF())) +
                      2;
-    QRegion area = QRegion(from.toRect()) ^ QRegion(to.toRect());
+    const QRect a = from.toRect(), b = to.toRect();
+    QRegion area = QRegion(a) ^ QRegion(b);
+    // Each side's outline: the strip along it, both ends included. A side that stayed on its
+    // line draws the same pixels where the two strips overlap; the ends of such a side lie
+    // in the strips of the sides that moved.
+    auto strip = [edge](QRect const& r, int side) {
+        switch (side) {
+        case 0:
+            return QRect(r.left() - edge, r.top() - edge, r.width() + 2 * edge, 2 * edge);
+        case 1:
+            return QRect(r.left() - edge, r.bottom() + 1 - edge, r.width() + 2 * edge, 2 * edge);
+        case 2:
+            return QRect(r.left() - edge, r.top() - edge, 2 * edge, r.height() + 2 * edge);
+        default:
+            return QRect(r.right() + 1 - edge, r.top() - edge, 2 * edge, r.height() + 2 * edge);
+        }
+    };
+    const bool stayed[4] = {a.top() == b.top(), a.bottom() == b.bottom(), a.left() == b.left(),
+                            a.right() == b.right()};
+    for (int side = 0; side < 4; ++side) {
+        if (stayed[side])
+            area += QRegion(strip(a, side)) ^ QRegion(strip(b, side));
+        else
+            area += QRegion(strip(a, side)) + QRegion(strip(b, side));
+    }
     for (QRectF const& r : {from, to}) {
-        const QRect o = r.toRect();
-        area += QRect(o.left() - edge, o.top() - edge, o.width() + 2 * edge, 2 * edge);
-        area += QRect(o.left() - edge, o.bottom() + 1 - edge, o.width() + 2 * edge, 2 * edge);
-        area += QRect(o.left() - edge, o.top() - edge, 2 * edge, o.height() + 2 * edge);
-        area += QRect(o.right() + 1 - edge, o.top() - edge, 2 * edge, o.height() + 2 * edge);
+        // The middle handles move along sides that stay.
+        QPointF points[8];
+        handlePoints(r, points);
+        for (QPointF const& p : points)
+            area += QRect(int(p.x()) - edge, int(p.y()) - edge, 2 * edge + 1, 2 * edge + 1);
         if (showSize_) {
             // The text may run past the box; the bounds leave 300 for it.
             DefualtBaseDate* base = DefualtBaseDate::instance();
             const int h = int(std::ceil(base->sizeBoxHeight));
             const int w = int(std::ceil(std::max(base->sizeBoxWidth, 300.0)));
-            area += QRect(o.left() - 4, o.top() - h - 14, w + 8, h + 8);
+            area += QRect(int(r.left()) - 4, int(r.top()) - h - 14, w + 8, h + 8);
         }
     }
     return area;
@@ -194,19 +218,21 @@ void ScreenShotGraphicsItem::changeRect(QRectF const& next) {
     if (next == rect_)
         return;
     QRegion area = changedArea(rect_, next);
-    // The band's repaint can run before the magnifier's own update and draw it where it goes
-    // next; the view then forgets where it was, so that place is repainted here.
-    if (!area.isEmpty() && glass_ && glass_->isVisible())
-        area += glass_->sceneBoundingRect().toAlignedRect();
     if (area.isEmpty()) {
         ShapeBaseGraphicsItem::changeRect(next);
-    } else {
-        // A whole-item repaint at 4K costs more than a frame; the scene has no index to keep.
-        rect_ = next;
-        for (QRect const& r : area)
-            scene()->update(r);
+        followHandle();
+        return;
     }
+    // A whole-item repaint at 4K costs more than a frame; the scene has no index to keep.
+    // The band's repaint can run before the magnifier's own update and draw it at its new
+    // place; the view then forgets the old one, so that is repainted with the band. Moving
+    // the magnifier first queues its update first, and both go out in one paint.
+    if (glass_ && glass_->isVisible())
+        area += glass_->sceneBoundingRect().toAlignedRect();
+    rect_ = next;
     followHandle();
+    for (QRect const& r : area)
+        scene()->update(r);
 }
 
 QRectF ScreenShotGraphicsItem::boundingRect() const {
