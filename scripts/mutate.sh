@@ -83,12 +83,18 @@ m item-arrowhead $D/arrowgraphicitem.cpp 'const double l = 2.0 * width;' 'const 
     'arrow heads too big'
 m item-pencap $D/randomlinegraphicsitem.cpp 'linePen.setCapStyle(Qt::RoundCap);' 'linePen.setCapStyle(Qt::FlatCap);' \
     'pen strokes have square ends and gaps at joints'
-m item-mosaic $D/mosaicgraphicsitem.cpp 'const int m = (style ? style->width : 0) * manager->getMosaicMultiplier();' 'const int m = style ? style->width : 0;' \
+m item-mosaic $D/mosaicgraphicsitem.cpp 'return (style ? style->width : 0) * manager->getMosaicMultiplier();' 'return style ? style->width : 0;' \
     'the mosaic brush is a third of its size'
 m item-pixelate $D/mosaicgraphicsitem.cpp 'blue[size_t(j)] += packedRB[size_t(j)] & 0xffffu;' 'blue[size_t(j)] += packedRB[size_t(j)] & 0xffu;' \
     'pixelated blocks have wrong blue'
 m item-textflag $D/diagramtextitem.cpp 'StyleManager::instance()->textFlag = false;' '' \
     'after a text, Enter no longer confirms'
+m item-frame $D/screenshotgraphicsitem.cpp 'area += QRect(int(p.x()) - edge, int(p.y()) - edge, 2 * edge + 1, 2 * edge + 1);' '' \
+    'a dragged frame leaves its old middle handles behind'
+m item-square $D/mosaicgraphicsitem.cpp 'update(squareAt(p).adjusted(-1, -1, 1, 1));' 'update(squareAt(p).adjusted(0, 0, -4, -4));' \
+    'mosaic squares show up cut at their right and bottom'
+m ses-grab $W/x11screengrab.cpp 'p[i] |= 0xff000000u;' '' \
+    'the frozen desktop keeps whatever the X server left in the pixel padding'
 m item-glass $D/screenshotgraphicsitem.cpp 'int(pixmapPoint.x() - 15), int(pixmapPoint.y() - 15), 30, 30' 'int(pixmapPoint.x() - 14), int(pixmapPoint.y() - 15), 30, 30' \
     'the magnifier shows the pixel beside the cursor'
 m item-sizebox $D/screenshotsizegraphicitem.cpp 'QColor dark(0, 0, 0, 200);' 'QColor dark(0, 0, 0, 150);' \
