@@ -31,10 +31,6 @@ public:
     QRectF boundingRect() const override;
     void customPaint(QPainter* painter, QRectF const& rect) override;
 
-    // What must be repainted when the frame goes from `from` to `to`, in scene coordinates;
-    // empty when only a whole repaint is right (see changeRect).
-    QRegion changedArea(QRectF const& from, QRectF const& to) const;
-
 protected:
     void changeRect(QRectF const& next) override;
     void mousePressEvent(QGraphicsSceneMouseEvent* event) override;
@@ -45,6 +41,9 @@ private:
     QGraphicsView* firstView() const;
     // The part of the screenshot under r, and r's corners in view coordinates.
     bool updateSourceRect(QRectF const& r, int& vx, int& vy, int& vr, int& vb);
+    // What must be repainted when the frame goes from `from` to `to`, in scene coordinates;
+    // empty when only a whole repaint is right.
+    QRegion changedArea(QRectF const& from, QRectF const& to) const;
     void followHandle();
     void placeMagnifier(QPointF const& cursor, QPoint const& viewPoint, QPointF const& pixmapPoint);
 

@@ -21,8 +21,9 @@ static void registerResources() {
     Q_INIT_RESOURCE(diagramscene);
 }
 
-// X11: the root window through Qt. Wayland: X clients see a black desktop there, so the
-// portal's picture (in device pixels) is used instead. Null, with the reason, on failure.
+// X11: the root window, through the server's shared memory where it can, else through Qt.
+// Wayland: X clients see a black desktop there, so the portal's picture (in device pixels) is
+// used instead. Null, with the reason, on failure.
 static QPixmap* grabDesktop(const QRect& rect, QString* why) {
     if (!isWaylandSession()) {
         QScreen* screen = QGuiApplication::primaryScreen();
