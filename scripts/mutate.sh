@@ -91,7 +91,7 @@ m item-textflag $D/diagramtextitem.cpp 'StyleManager::instance()->textFlag = fal
     'after a text, Enter no longer confirms'
 m item-frame $D/screenshotgraphicsitem.cpp 'area += QRect(int(p.x()) - edge, int(p.y()) - edge, 2 * edge + 1, 2 * edge + 1);' '' \
     'a dragged frame leaves its old middle handles behind'
-m item-square $D/mosaicgraphicsitem.cpp 'update(squareAt(p).adjusted(-1, -1, 1, 1));' 'update(squareAt(p).adjusted(0, 0, -4, -4));' \
+m item-square $D/mosaicgraphicsitem.cpp 'update(squareAt(p, squareSide()).adjusted(-1, -1, 1, 1));' 'update(squareAt(p, squareSide()).adjusted(0, 0, -4, -4));' \
     'mosaic squares show up cut at their right and bottom'
 m ses-grab $W/x11screengrab.cpp 'p[i] |= 0xff000000u;' '' \
     'the frozen desktop keeps whatever the X server left in the pixel padding'

@@ -82,7 +82,7 @@ void MosaicGraphicsItem::changePoint(QPointF const& p) {
     points_.append(p);
     // The bounds (the whole region) stay as they are: only the new square needs painting,
     // not every square of every stroke below it.
-    update(squareAt(p).adjusted(-1, -1, 1, 1));
+    update(squareAt(p, squareSide()).adjusted(-1, -1, 1, 1));
 }
 
 int MosaicGraphicsItem::squareSide() const {
@@ -91,9 +91,9 @@ int MosaicGraphicsItem::squareSide() const {
     return (style ? style->width : 0) * manager->getMosaicMultiplier();
 }
 
-QRectF MosaicGraphicsItem::squareAt(QPointF const& p) const {
-    const int m = squareSide(), half = m / 2;
-    return QRectF(int(p.x() - half), int(p.y() - half), m, m);
+QRectF MosaicGraphicsItem::squareAt(QPointF const& p, int side) {
+    const int half = side / 2;
+    return QRectF(int(p.x() - half), int(p.y() - half), side, side);
 }
 
 void MosaicGraphicsItem::mosaic(QImage const& image) {
@@ -217,7 +217,7 @@ void MosaicGraphicsItem::paint(QPainter* painter, QStyleOptionGraphicsItem const
     QGraphicsView* view = scene()->views().at(0);
     const QRectF exposed = option ? option->exposedRect : boundingRect();
     for (QPointF const& p : points_) {
-        const QRectF target = squareAt(p);
+        const QRectF target = squareAt(p, m);
         if (!target.intersects(exposed))
             continue;
         const QPoint q = view->mapFromScene(p);

@@ -37,7 +37,8 @@ public:
 
 private:
     int squareSide() const;
-    QRectF squareAt(QPointF const& p) const;
+    // The square a stroke point reveals, `side` pixels wide.
+    static QRectF squareAt(QPointF const& p, int side);
 
     QRectF bounding_;
     QVector<QPointF> points_;

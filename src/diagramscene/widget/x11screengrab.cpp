@@ -1,28 +1,13 @@
 #include "x11screengrab.h"
 
+#include "xcbconnection.h"
+
 #include <xcb/shm.h>
-#include <xcb/xcb.h>
 
 #include <sys/mman.h>
 #include <unistd.h>
 
-#include <cstdlib>
-#include <memory>
-
 namespace {
-
-template <typename T> using Reply = std::unique_ptr<T, decltype(&std::free)>;
-template <typename T> Reply<T> reply(T* r) {
-    return Reply<T>(r, &std::free);
-}
-
-struct Connection {
-    xcb_connection_t* c = nullptr;
-    int screen = 0;
-    Connection() : c(xcb_connect(nullptr, &screen)) {}
-    ~Connection() { xcb_disconnect(c); }
-    bool ok() const { return c && !xcb_connection_has_error(c); }
-};
 
 struct Mapping {
     void* data;
@@ -33,14 +18,6 @@ void unmap(void* info) {
     auto* m = static_cast<Mapping*>(info);
     munmap(m->data, m->size);
     delete m;
-}
-
-const xcb_screen_t* screenAt(xcb_connection_t* c, int number) {
-    xcb_screen_iterator_t it = xcb_setup_roots_iterator(xcb_get_setup(c));
-    for (int i = 0; it.rem; ++i, xcb_screen_next(&it))
-        if (i == number)
-            return it.data;
-    return nullptr;
 }
 
 // True when the root's pixels are 32-bit words 0x??RRGGBB in this machine's byte order.
@@ -72,15 +49,16 @@ bool rootIsRgb32(xcb_connection_t* c, const xcb_screen_t* screen) {
 QImage X11ScreenGrab::grab(QRect const& rect) {
     if (rect.isEmpty())
         return QImage();
-    Connection x;
-    if (!x.ok())
+    const XcbConnection x;
+    const xcb_screen_t* screen = x.screen();
+    if (!screen)
         return QImage();
-    auto version = reply(xcb_shm_query_version_reply(x.c, xcb_shm_query_version(x.c), nullptr));
+    xcb_connection_t* c = x.get();
+    auto version = xcbReply(xcb_shm_query_version_reply(c, xcb_shm_query_version(c), nullptr));
     // Passing a file descriptor needs 1.2; it spares SysV segments and their permissions.
     if (!version || (version->major_version == 1 && version->minor_version < 2))
         return QImage();
-    const xcb_screen_t* screen = screenAt(x.c, x.screen);
-    if (!screen || !rootIsRgb32(x.c, screen))
+    if (!rootIsRgb32(c, screen))
         return QImage();
     const QRect root(0, 0, screen->width_in_pixels, screen->height_in_pixels);
     if (!root.contains(rect))
@@ -98,17 +76,17 @@ QImage X11ScreenGrab::grab(QRect const& rect) {
         return QImage();
     }
     auto* mapping = new Mapping{data, size};
-    const xcb_shm_seg_t segment = xcb_generate_id(x.c);
+    const xcb_shm_seg_t segment = xcb_generate_id(c);
     // xcb sends the descriptor and closes it.
-    xcb_shm_attach_fd(x.c, segment, fd, 0);
-    auto image = reply(xcb_shm_get_image_reply(
-        x.c,
-        xcb_shm_get_image(x.c, screen->root, int16_t(rect.x()), int16_t(rect.y()),
+    xcb_shm_attach_fd(c, segment, fd, 0);
+    auto image = xcbReply(xcb_shm_get_image_reply(
+        c,
+        xcb_shm_get_image(c, screen->root, int16_t(rect.x()), int16_t(rect.y()),
                           uint16_t(rect.width()), uint16_t(rect.height()), ~0u,
                           XCB_IMAGE_FORMAT_Z_PIXMAP, segment, 0),
         nullptr));
-    xcb_shm_detach(x.c, segment);
-    xcb_flush(x.c);
+    xcb_shm_detach(c, segment);
+    xcb_flush(c);
     if (!image) {
         unmap(mapping);
         return QImage();

@@ -1,20 +1,13 @@
 #include "x11windowsnapshot.h"
 
-#include <xcb/xcb.h>
+#include "xcbconnection.h"
 
-#include <cstdlib>
 #include <cstring>
-#include <memory>
 
 namespace {
 
-template <typename T> using Reply = std::unique_ptr<T, decltype(&std::free)>;
-template <typename T> Reply<T> reply(T* r) {
-    return Reply<T>(r, &std::free);
-}
-
 xcb_atom_t atom(xcb_connection_t* c, xcb_intern_atom_cookie_t cookie) {
-    auto r = reply(xcb_intern_atom_reply(c, cookie, nullptr));
+    auto r = xcbReply(xcb_intern_atom_reply(c, cookie, nullptr));
     return r ? r->atom : xcb_atom_t(XCB_ATOM_NONE);
 }
 
@@ -23,7 +16,7 @@ QVector<xcb_window_t> stackingList(xcb_connection_t* c, xcb_window_t root, xcb_a
     QVector<xcb_window_t> out;
     if (prop == XCB_ATOM_NONE)
         return out;
-    auto r = reply(xcb_get_property_reply(
+    auto r = xcbReply(xcb_get_property_reply(
         c, xcb_get_property(c, 0, root, prop, XCB_ATOM_WINDOW, 0, 1 << 16), nullptr));
     if (!r || r->format != 32 || r->type != XCB_ATOM_WINDOW)
         return out;
@@ -37,7 +30,7 @@ QVector<xcb_window_t> stackingList(xcb_connection_t* c, xcb_window_t root, xcb_a
 // Root children bottom to top, as the server stacks them.
 QVector<xcb_window_t> rootChildren(xcb_connection_t* c, xcb_window_t root) {
     QVector<xcb_window_t> out;
-    auto r = reply(xcb_query_tree_reply(c, xcb_query_tree(c, root), nullptr));
+    auto r = xcbReply(xcb_query_tree_reply(c, xcb_query_tree(c, root), nullptr));
     if (!r)
         return out;
     const xcb_window_t* ids = xcb_query_tree_children(r.get());
@@ -66,7 +59,7 @@ QVector<xcb_window_t> topLevels(xcb_connection_t* c, xcb_window_t root,
         for (int i = 0; i < at.size(); ++i) {
             if (done[i])
                 continue;
-            auto r = reply(xcb_query_tree_reply(c, cookies[i], nullptr));
+            auto r = xcbReply(xcb_query_tree_reply(c, cookies[i], nullptr));
             if (!r || r->parent == XCB_WINDOW_NONE) {
                 at[i] = 0;
                 done[i] = true;
@@ -88,20 +81,11 @@ QVector<xcb_window_t> topLevels(xcb_connection_t* c, xcb_window_t root,
 
 QVector<QRect> X11WindowSnapshot::take(quint32 exclude) {
     QVector<QRect> rects;
-    int screenNumber = 0;
-    xcb_connection_t* c = xcb_connect(nullptr, &screenNumber);
-    if (xcb_connection_has_error(c)) {
-        xcb_disconnect(c);
+    const XcbConnection x;
+    if (!x.screen())
         return rects;
-    }
-    xcb_screen_iterator_t it = xcb_setup_roots_iterator(xcb_get_setup(c));
-    for (int i = 0; i < screenNumber && it.rem; ++i)
-        xcb_screen_next(&it);
-    if (!it.rem) {
-        xcb_disconnect(c);
-        return rects;
-    }
-    const xcb_window_t root = it.data->root;
+    xcb_connection_t* c = x.get();
+    const xcb_window_t root = x.screen()->root;
 
     const char* names[] = {"_NET_CLIENT_LIST_STACKING", "_GTK_FRAME_EXTENTS"};
     xcb_intern_atom_cookie_t atomCookies[2];
@@ -130,10 +114,11 @@ QVector<QRect> X11WindowSnapshot::take(quint32 exclude) {
             extents[i] = xcb_get_property(c, 0, clients[i], gtkExtents, XCB_ATOM_CARDINAL, 0, 4);
     }
     for (int i = n - 1; i >= 0; --i) {
-        auto a = reply(xcb_get_window_attributes_reply(c, attrs[i], nullptr));
-        auto g = reply(xcb_get_geometry_reply(c, geoms[i], nullptr));
-        auto e = gtkExtents != XCB_ATOM_NONE ? reply(xcb_get_property_reply(c, extents[i], nullptr))
-                                             : reply<xcb_get_property_reply_t>(nullptr);
+        auto a = xcbReply(xcb_get_window_attributes_reply(c, attrs[i], nullptr));
+        auto g = xcbReply(xcb_get_geometry_reply(c, geoms[i], nullptr));
+        auto e = gtkExtents != XCB_ATOM_NONE
+                     ? xcbReply(xcb_get_property_reply(c, extents[i], nullptr))
+                     : xcbReply<xcb_get_property_reply_t>(nullptr);
         if (!tops[i] || tops[i] == exclude || clients[i] == exclude || !a || !g ||
             a->map_state != XCB_MAP_STATE_VIEWABLE || a->_class == XCB_WINDOW_CLASS_INPUT_ONLY)
             continue;
@@ -150,6 +135,5 @@ QVector<QRect> X11WindowSnapshot::take(quint32 exclude) {
         if (r.isValid())
             rects << r;
     }
-    xcb_disconnect(c);
     return rects;
 }
