@@ -2,6 +2,7 @@
 #define LINUXSTARTSCREEN_H
 
 #include <QObject>
+#include <QRect>
 
 class QApplication;
 class MainWindow;
@@ -24,6 +25,7 @@ public slots:
 
 private:
     void warmUp();
+    void placeOverlay(QRect const& geometry);
 
     MainWindow* mainWindow_;
     int exitCode_;
