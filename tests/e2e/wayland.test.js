@@ -40,9 +40,9 @@ async function copyRegion(s, child, r) {
 }
 
 test('Wayland session', async (t) => {
-  // The silent portal takes the whole bounded wait, so the failure paths run alongside.
-  const x = await h.startXvfb();
-  t.after(() => x.stop());
+  // The silent portal takes the whole bounded wait, so the failure paths run alongside, on an
+  // XWayland of their own.
+  const x = await waylandDesktop(t, [{ w: 320, h: 240 }]);
   const notPicture = path.join(x.env.XDG_RUNTIME_DIR, 'not-a-picture.png');
   fs.writeFileSync(notPicture, 'not a picture');
   const failures = Promise.all([
@@ -55,7 +55,7 @@ test('Wayland session', async (t) => {
   ].map(async ([mode, file, line], i) => {
     const portal = await standinPortal(mode, file);
     t.after(() => portal.stop());
-    const env = { ...x.env, ...portal.env, WAYLAND_DISPLAY: 'wayland-sc-none' };
+    const env = { ...x.child, ...portal.env };
     if (i === 0) delete env.DISPLAY; // no XWayland: Qt's xcb plugin must not take the host down
     const child = h.spawnChild(env, [{ op: 'capture', args: 'cb3' }]);
     t.after(() => child.kill());
@@ -63,6 +63,7 @@ test('Wayland session', async (t) => {
     assert.deepEqual(r.calls, EXIT, line);
     await child.waitForStderr(FAILED + line);
     assert.deepEqual(await child.exited, { code: 0, signal: null });
+    if (file === notPicture) assert.ok(fs.existsSync(notPicture), 'a file that is no picture is not removed');
   }));
   failures.catch(() => {}); // reported by the await at the end
 
