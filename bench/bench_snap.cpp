@@ -11,7 +11,7 @@
 #include "linuxdiagramscene.h"
 #include "mainwindow.h"
 #include "screenshotgraphicsitem.h"
-#include "x11windowsnapshot.h"
+#include "x11/x11windowsnapshot.h"
 
 #include <QApplication>
 #include <QElapsedTimer>
@@ -74,7 +74,10 @@ int main(int argc, char** argv) {
     window.setMainWindowRect(desk);
     window.setScreenPixmap(
         new QPixmap(QGuiApplication::primaryScreen()->grabWindow(0, 0, 0, w, h)));
-    window.selectionScene()->setHoverRegions(rects, {QRect(0, 0, w, h)});
+    QVector<QRectF> windows;
+    for (QRect const& r : rects)
+        windows << QRectF(r);
+    window.selectionScene()->setHoverRegions(windows, {QRectF(0, 0, w, h)});
     window.showFullScreen();
     QElapsedTimer wait;
     wait.start();

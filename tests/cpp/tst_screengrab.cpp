@@ -1,6 +1,7 @@
 #include "testsupport.h"
 
-#include "x11screengrab.h"
+#include "desktopplatform.h"
+#include "x11/x11screengrab.h"
 
 // Reading the screen through shared memory, on the test's Xvfb: the same pixels as Qt's own
 // grab, opaque, nothing outside the root, and no mapping left behind.
@@ -54,6 +55,12 @@ private slots:
         QVERIFY(X11ScreenGrab::grab(QRect(QPoint(-1, 0), root)).isNull());
         QVERIFY(X11ScreenGrab::grab(QRect(QPoint(1, 0), root)).isNull());
         QVERIFY(X11ScreenGrab::grab(QRect(0, root.height(), 10, 1)).isNull());
+        // The whole desktop, and the overlay over all of it.
+        FrozenDesktop frozen;
+        QString why;
+        QVERIFY(DesktopPlatform::current().freeze(0, &frozen, &why));
+        QCOMPARE(frozen.picture.size(), root);
+        QCOMPARE(frozen.rect, QRect(QPoint(), root));
     }
 
     // The picture owns its mapping: it goes with the last copy, and a pixmap keeps it.

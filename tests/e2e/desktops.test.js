@@ -48,7 +48,7 @@ async function otherApp(t, x, at) {
   fs.writeFileSync(file, h.writePng(200, 120, h.image(200, 120, () => [200, 40, 40]).data));
   const proc = spawn('display', ['-geometry', `+${at[0]}+${at[1]}`, '-title', 'otherapp', file], { env: x.env, stdio: 'ignore' });
   t.after(() => proc.kill('SIGKILL'));
-  const id = await h.waitForWindowNamed(x.env, '^otherapp$');
+  const id = await h.waitForWindowNamed(x.env, '^otherapp$', { timeout: 30000 });
   const focus = async () => {
     await h.run('xdotool', ['windowactivate', id], { env: x.env }).catch(() => {});
     return (await h.run('xdotool', ['getwindowfocus'], { env: x.env, encoding: 'utf8' })).trim() === id;

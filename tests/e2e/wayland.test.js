@@ -40,9 +40,9 @@ async function copyRegion(s, child, r) {
 }
 
 test('Wayland session', async (t) => {
-  // The silent portal takes the whole bounded wait, so the failure paths run alongside.
-  const x = await h.startXvfb();
-  t.after(() => x.stop());
+  // The silent portal takes the whole bounded wait, so the failure paths run alongside, on an
+  // XWayland of their own.
+  const x = await waylandDesktop(t, [{ w: 320, h: 240 }]);
   const notPicture = path.join(x.env.XDG_RUNTIME_DIR, 'not-a-picture.png');
   fs.writeFileSync(notPicture, 'not a picture');
   const failures = Promise.all([
@@ -55,7 +55,7 @@ test('Wayland session', async (t) => {
   ].map(async ([mode, file, line], i) => {
     const portal = await standinPortal(mode, file);
     t.after(() => portal.stop());
-    const env = { ...x.env, ...portal.env, WAYLAND_DISPLAY: 'wayland-sc-none' };
+    const env = { ...x.child, ...portal.env };
     if (i === 0) delete env.DISPLAY; // no XWayland: Qt's xcb plugin must not take the host down
     const child = h.spawnChild(env, [{ op: 'capture', args: 'cb3' }]);
     t.after(() => child.kill());
@@ -63,6 +63,7 @@ test('Wayland session', async (t) => {
     assert.deepEqual(r.calls, EXIT, line);
     await child.waitForStderr(FAILED + line);
     assert.deepEqual(await child.exited, { code: 0, signal: null });
+    if (file === notPicture) assert.ok(fs.existsSync(notPicture), 'a file that is no picture is not removed');
   }));
   failures.catch(() => {}); // reported by the await at the end
 
@@ -113,13 +114,42 @@ test('Wayland session', async (t) => {
     assert.equal(h.patternCropMismatch(h.readPng(fs.readFileSync(saved)), region), null);
   });
 
-  await t.test('an output at scale 2: the clipboard holds device pixels', T, async (t) => {
-    const s = await waylandDesktop(t, [{ w: 1280, h: 800, scale: 2 }]);
-    const child = await h.startCapture(t, { ...s, width: 640, height: 400 }, { env: s.child, settle: 300 });
-    const region = { x: 101, y: 51, w: 200, h: 150 };
-    const img = await copyRegion(s, child, region);
-    assert.equal(h.patternCropMismatch(img, { x: 202, y: 102, w: 400, h: 300 }), null);
+  await t.test('the portal\'s file stays when it is a link or another user\'s', T, async (t) => {
+    const dir = fs.mkdtempSync(path.join(os.tmpdir(), 'sc-wl-file-'));
+    t.after(() => fs.rmSync(dir, { recursive: true, force: true }));
+    const picture = path.join(dir, 'picture.png');
+    fs.writeFileSync(picture, h.writePng(320, 240, h.makePatternImage(320, 240).data));
+    const link = path.join(dir, 'link.png');
+    fs.symlinkSync(picture, link);
+    const theirs = path.join(dir, 'theirs.png');
+    fs.copyFileSync(picture, theirs);
+    fs.chownSync(theirs, 65534, 65534);
+    for (const file of [link, theirs]) {
+      const portal = await standinPortal('file', file);
+      t.after(() => portal.stop());
+      const child = await h.startCapture(t, { ...x, width: 320, height: 240 }, { env: { ...x.child, ...portal.env } });
+      await h.key(x.env, 'Escape');
+      assert.deepEqual((await child.result()).calls, EXIT);
+      assert.ok(fs.existsSync(file) && fs.existsSync(picture), `${path.basename(file)} is left alone`);
+    }
   });
+
+  await t.test('an X server nested in a Wayland session is captured as X11', T, async (t) => {
+    const d = await h.desktop(t, 640, 480, h.makePatternImage(640, 480));
+    const child = await h.startCapture(t, d, { env: { ...d.env, WAYLAND_DISPLAY: 'wayland-sc-none' } });
+    const region = { x: 40, y: 30, w: 200, h: 100 };
+    assert.equal(h.patternCropMismatch(await copyRegion(d, child, region), region), null);
+  });
+
+  for (const [scale, w, hgt, region] of [[2, 1280, 800, { x: 101, y: 51, w: 200, h: 150 }], [1.5, 1920, 1080, { x: 100, y: 50, w: 300, h: 200 }]]) {
+    await t.test(`an output at scale ${scale}: the clipboard holds device pixels, unscaled`, T, async (t) => {
+      const s = await waylandDesktop(t, [{ w, h: hgt, scale }]);
+      const child = await h.startCapture(t, { ...s, width: w / scale, height: hgt / scale }, { env: s.child, settle: 300 });
+      const img = await copyRegion(s, child, region);
+      const want = { x: region.x * scale, y: region.y * scale, w: region.w * scale, h: region.h * scale };
+      assert.equal(h.patternCropMismatch(img, want), null);
+    });
+  }
 
   await failures;
 });

@@ -2,7 +2,6 @@
 #define LINUXSTARTSCREEN_H
 
 #include <QObject>
-#include <QRect>
 
 class QApplication;
 class MainWindow;
@@ -25,7 +24,6 @@ public slots:
 
 private:
     void warmUp();
-    void placeOverlay(QRect const& geometry);
 
     MainWindow* mainWindow_;
     int exitCode_;

@@ -330,7 +330,21 @@ QPixmap MainWindow::getPixmap() {
         return QPixmap();
     if (isPainting) {
         paintScene->finishPaint();
-        return paintView->grab();
+        const QRectF r = diagramScene->getPixmapRect();
+        if (r.width() == int(r.width()) && r.height() == int(r.height()))
+            return paintView->grab();
+        // A region whose edges fall between logical pixels (at a fractional scale) fits no
+        // widget: the scene is drawn straight onto the picture's own pixels.
+        const QPixmap crop = diagramScene->getPixmap();
+        QPixmap out(crop.size());
+        out.setDevicePixelRatio(crop.devicePixelRatioF());
+        out.fill(Qt::transparent);
+        QPainter painter(&out);
+        painter.setRenderHints(paintView->renderHints());
+        paintScene->render(&painter,
+                           QRectF(QPointF(), QSizeF(out.size()) / out.devicePixelRatioF()),
+                           paintScene->sceneRect(), Qt::IgnoreAspectRatio);
+        return out;
     }
     return diagramScene->getPixmap();
 }
