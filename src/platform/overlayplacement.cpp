@@ -16,30 +16,29 @@ void placeOverlay(QWidget* overlay, QRect const& rect) {
     overlay->setGeometry(rect);
     overlay->show();
     overlay->activateWindow();
-    // Focus given right after mapping can be lost again (a window manager may hand it back to
-    // the window it had): it is asked for again until the window has held it a moment, for
-    // three seconds at most. The keyboard is also grabbed, the window's grab rather than Qt's
-    // widget grab, which would take the keys from a text being edited.
+    // Focus given right after mapping can be lost before it arrives (a window manager may hand
+    // it back to the window it had): it is asked for again until the window has it, for three
+    // seconds at most; once it came, never again, as that would take it from a dialog. The
+    // keyboard is also grabbed, the window's grab rather than Qt's widget grab, which would
+    // take the keys from a text being edited.
     auto* timer = new QTimer(overlay);
-    int ticks = 0, held = 0;
+    int ticks = 0;
     bool grabbed = false;
-    QObject::connect(timer, &QTimer::timeout, overlay,
-                     [overlay, timer, ticks, held, grabbed]() mutable {
-                         QWindow* window = overlay->windowHandle();
-                         if (!window || !overlay->isVisible() || ++ticks > 100) {
-                             timer->deleteLater();
-                             return;
-                         }
-                         if (!window->isExposed())
-                             return;
-                         if (!grabbed)
-                             grabbed = window->setKeyboardGrabEnabled(true);
-                         if (QGuiApplication::focusWindow() != window) {
-                             held = 0;
-                             overlay->activateWindow();
-                         } else if (++held >= 6 && grabbed) {
-                             timer->deleteLater();
-                         }
-                     });
+    QObject::connect(timer, &QTimer::timeout, overlay, [overlay, timer, ticks, grabbed]() mutable {
+        QWindow* window = overlay->windowHandle();
+        if (!window || !overlay->isVisible() || ++ticks > 100) {
+            timer->deleteLater();
+            return;
+        }
+        if (!window->isExposed())
+            return;
+        if (!grabbed)
+            grabbed = window->setKeyboardGrabEnabled(true);
+        const bool focused = QGuiApplication::focusWindow() == window;
+        if (!focused)
+            overlay->activateWindow();
+        else if (grabbed)
+            timer->deleteLater();
+    });
     timer->start(30);
 }
