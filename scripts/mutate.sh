@@ -116,7 +116,7 @@ m sel-precise $S/diagrambasescene.cpp 'return view->viewportTransform().inverted
     'at 175 % a drag is copied up to two pixels too wide'
 m win-monitor $W/mainwindow.cpp 'const QRect m = monitorAt(QPoint(x - 1, y - 1));' 'const QRect m = rect();' \
     'the toolbar straddles two monitors or sits where no monitor shows it'
-m win-unseen $W/mainwindow.cpp 'painter.fillRect(r, Qt::black);' '' \
+m win-unseen $W/mainwindow.cpp 'painter.fillRect(r, Qt::black);' '(void)r;' \
     'parts of the desktop no monitor shows pass for the desktop'
 m win-render $W/mainwindow.cpp 'if (r.width() == int(r.width()) && r.height() == int(r.height()))' 'if (true)' \
     'at a fractional scale an annotated window is copied a pixel off'

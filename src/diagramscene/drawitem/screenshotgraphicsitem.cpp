@@ -105,6 +105,8 @@ void ScreenShotGraphicsItem::placeMagnifier(QPointF const& cursor, QPoint const&
         return;
     const QRect want(int(pixmapPoint.x() - 15), int(pixmapPoint.y() - 15), 30, 30);
     QPixmap piece = screenPixmap_->copy(want);
+    // Thirty by thirty picture pixels, whatever the picture's scale.
+    piece.setDevicePixelRatio(1);
     if (piece.size() != want.size()) {
         // QPixmap::copy clips at the screenshot's edges; keep the cursor pixel at (15, 15).
         QPixmap full(want.size());
