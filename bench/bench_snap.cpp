@@ -74,10 +74,10 @@ int main(int argc, char** argv) {
     window.setMainWindowRect(desk);
     window.setScreenPixmap(
         new QPixmap(QGuiApplication::primaryScreen()->grabWindow(0, 0, 0, w, h)));
-    QVector<QRectF> windows;
+    QVector<QRectF> hover;
     for (QRect const& r : rects)
-        windows << QRectF(r);
-    window.selectionScene()->setHoverRegions(windows, {QRectF(0, 0, w, h)});
+        hover << QRectF(r);
+    window.selectionScene()->setHoverRegions(hover, {QRectF(0, 0, w, h)});
     window.showFullScreen();
     QElapsedTimer wait;
     wait.start();
