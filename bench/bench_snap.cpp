@@ -74,10 +74,10 @@ int main(int argc, char** argv) {
     window.setMainWindowRect(desk);
     window.setScreenPixmap(
         new QPixmap(QGuiApplication::primaryScreen()->grabWindow(0, 0, 0, w, h)));
-    QVector<QRectF> hover;
+    QVector<QRectF> snapTo;
     for (QRect const& r : rects)
-        hover << QRectF(r);
-    window.selectionScene()->setHoverRegions(hover, {QRectF(0, 0, w, h)});
+        snapTo << QRectF(r);
+    window.selectionScene()->setHoverRegions(snapTo, {QRectF(0, 0, w, h)});
     window.showFullScreen();
     QElapsedTimer wait;
     wait.start();
