@@ -29,10 +29,17 @@ async function monitors(t, list) {
   return x;
 }
 
-// openbox, or xfwm4 (Xfce's, with its settings daemon on a private session bus), managing x.
+// openbox, or xfwm4 (Xfce's, with its settings daemon on a private session bus, and its
+// focus-stealing prevention on), managing x.
 async function windowManager(t, x, name) {
   const [cmd, args] = name === 'openbox' ? ['openbox', ['--sm-disable']] : ['dbus-run-session', ['--', 'xfwm4', '--compositor=off', '--sm-client-disable']];
-  const wm = spawn(cmd, args, { env: x.env, stdio: 'ignore', detached: true });
+  const config = path.join(x.env.XDG_RUNTIME_DIR, 'config');
+  const channel = path.join(config, 'xfce4', 'xfconf', 'xfce-perchannel-xml');
+  fs.mkdirSync(channel, { recursive: true });
+  fs.writeFileSync(path.join(channel, 'xfwm4.xml'), `<?xml version="1.0" encoding="UTF-8"?>
+<channel name="xfwm4" version="1.0"><property name="general" type="empty">
+<property name="prevent_focus_stealing" type="bool" value="true"/></property></channel>\n`);
+  const wm = spawn(cmd, args, { env: { ...x.env, XDG_CONFIG_HOME: config }, stdio: 'ignore', detached: true });
   t.after(() => {
     try {
       process.kill(-wm.pid, 'SIGKILL');
