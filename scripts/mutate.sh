@@ -99,7 +99,7 @@ m plat-nested $P/desktopplatform.cpp 'if (wayland && onXWayland())' 'if (wayland
 m plat-session $P/session.cpp '!qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY") ||' '' \
     'a Wayland session is captured as X11: a black desktop'
 m plat-place $P/overlayplacement.cpp 'overlay->setGeometry(rect);' '' \
-    'on Wayland the overlay does not cover the desktop'
+    'the overlay does not cover the desktop'
 m plat-union $P/desktoplayout.cpp 'd.device |= deviceGeometry(screen);' 'd.device = deviceGeometry(screen);' \
     'the overlay covers the last monitor only'
 m plat-scale $P/desktoplayout.cpp 'd.ratio = anchor->devicePixelRatio();' 'd.ratio = 1;' \
