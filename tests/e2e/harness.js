@@ -285,7 +285,9 @@ process.once('exit', () => {
 // Runs tests/e2e/child.js with a list of steps (see there); its stdout is JSON lines.
 function spawnChild(env, steps) {
   const args = ['--expose-gc', path.join(__dirname, 'child.js'), MODULE_PATH, JSON.stringify(steps)];
-  const proc = track(spawn(process.execPath, args, { env: childEnv(env), cwd: os.tmpdir(), stdio: 'pipe' }));
+  // A session of another user (scripts/gnome-session.js) runs its clients as that user.
+  const as = env?.[Symbol.for('screencapture.spawnAs')];
+  const proc = track(spawn(process.execPath, args, { env: childEnv(env), cwd: os.tmpdir(), stdio: 'pipe', ...as }));
   const handle = { proc, lines: [], stderr: '', exitCode: undefined, signal: undefined };
   const waiters = new Set();
   const notify = () => waiters.forEach((w) => w());
