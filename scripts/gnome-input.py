@@ -53,12 +53,17 @@ def shot(path):
                 'Screenshot', GLib.Variant('(bbs)', (False, False, path)), '(bs)').unpack()[0]
 
 
-busy = {'on': False, 'count': 0}
+busy = {'on': False, 'count': 0, 'flying': False, 'stopped': None}
 
 
-# Back to back, asynchronously, so commands are still served in between.
+# Back to back, asynchronously, so commands are still served in between; the Shell takes one
+# screenshot at a time per caller, so "busy 0" answers once the last one is done.
 def busy_shot(*_):
+    busy['flying'] = busy['on']
     if not busy['on']:
+        if busy['stopped']:
+            busy['stopped']()
+            busy['stopped'] = None
         return
     busy['count'] += 1
     bus.call('org.gnome.Shell.Screenshot', '/org/gnome/Shell/Screenshot', 'org.gnome.Shell.Screenshot',
@@ -92,9 +97,12 @@ def command(channel, cond):
                 raise RuntimeError('the Shell took no screenshot')
         elif w[0] == 'busy':
             was, busy['on'] = busy['on'], w[1] == '1'
-            if busy['on'] and not was:
+            if busy['on'] and not was and not busy['flying']:
                 busy_shot()
-            answer('ok %d' % busy['count'])
+            if not busy['on'] and busy['flying']:
+                busy['stopped'] = lambda: answer('ok %d' % busy['count'])
+            else:
+                answer('ok %d' % busy['count'])
             return True
         answer('ok')
     except Exception as e:  # noqa: BLE001 - every failure is reported to the caller

@@ -5,6 +5,7 @@
 #include "mainwindow.h"
 #include "portalscreenshot.h"
 #include "stylemanager.h"
+#include "x11keyboardfocus.h"
 #include "x11screengrab.h"
 #include "x11windowsnapshot.h"
 
@@ -162,6 +163,7 @@ int LinuxStartScreen::startWinScreen(QApplication* app) {
     mainWindow_->setGeometry(rect);
     mainWindow_->show();
     mainWindow_->activateWindow();
+    keepX11KeyboardFocus(mainWindow_);
     QTimer grab;
     int tries = 0;
     connect(&grab, &QTimer::timeout, this, [&] {
