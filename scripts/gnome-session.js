@@ -9,6 +9,7 @@ const { spawn } = require('child_process');
 const fs = require('fs');
 const os = require('os');
 const path = require('path');
+const { PNG } = require('pngjs');
 const { run, until, start, stop, privateDir } = require('./wayland-session');
 
 const USER = 'sc-gnome';
@@ -161,8 +162,23 @@ show-banners=false
     const input = inputDriver(user, env);
     procs.push(input.proc);
     await input.ready;
-    // The shell starts in the overview.
-    await input.key('Escape');
+    const shot = async (file) => {
+      await input.shot(file);
+      const img = PNG.sync.read(fs.readFileSync(file));
+      fs.rmSync(file);
+      return img;
+    };
+    // The shell starts in the overview, and may not take the key that closes it at once.
+    const want = PNG.sync.read(fs.readFileSync(picture));
+    const desktopShows = (img) => [[0.5, 0.9], [0.25, 0.5], [0.75, 0.75]].every(([fx, fy]) => {
+      const o = (Math.floor(fy * want.height) * want.width + Math.floor(fx * want.width)) * 4;
+      return want.data.subarray(o, o + 3).equals(img.data.subarray(o, o + 3));
+    });
+    await until('the overview to close', async () => {
+      await input.key('Escape');
+      await new Promise((r) => setTimeout(r, 300));
+      return desktopShows(await shot(path.join(dir, 'start.png')));
+    }, 30000);
 
     const client = {
       ...process.env, HOME: home, XDG_RUNTIME_DIR: clientDir, DISPLAY: display, XAUTHORITY: path.join(dir, auth),
@@ -176,14 +192,7 @@ show-banners=false
     Object.assign(session, {
       env: client, sessionEnv: env, shell, input, procs,
       width: monitors.reduce((s, m) => s + m.w, 0), height: Math.max(...monitors.map((m) => m.h)),
-      async shot() {
-        const file = path.join(dir, `shot-${shots++}.png`);
-        await input.shot(file);
-        const { PNG } = require('pngjs');
-        const img = PNG.sync.read(fs.readFileSync(file));
-        fs.rmSync(file);
-        return img;
-      },
+      shot: () => shot(path.join(dir, `shot-${shots++}.png`)),
       async permit(answer) {
         const store = ['--session', '--dest', 'org.freedesktop.impl.portal.PermissionStore', '--object-path',
           '/org/freedesktop/impl/portal/PermissionStore', '--method'];
