@@ -9,8 +9,11 @@
 #   key KEYSYM 1|0    press/release a key given by its X keysym (a number)
 #   shot FILE         the Shell's screenshot of every monitor into FILE (a PNG)
 #   busy 1|0          keep the Shell busy taking screenshots back to back, or stop
+#   portal            a non-interactive screenshot through the desktop portal, as an application
+#                     asks for one: "ok MS CODE", MS from the call to the answer (file removed)
 import os
 import sys
+import time
 
 from gi.repository import Gio, GLib
 
@@ -71,6 +74,29 @@ def busy_shot(*_):
              None, Gio.DBusCallFlags.NONE, 20000, None, busy_shot)
 
 
+def portal():
+    token = 'gnomeinput%d' % busy['count']
+    busy['count'] += 1
+    sender = bus.get_unique_name()[1:].replace('.', '_')
+    path = '/org/freedesktop/portal/desktop/request/%s/%s' % (sender, token)
+    t0 = time.monotonic()
+
+    def response(conn, sender, obj, iface, signal, params):
+        code, results = params.unpack()
+        bus.signal_unsubscribe(sub)
+        uri = results.get('uri', '')
+        if uri.startswith('file://'):
+            os.remove(GLib.filename_from_uri(uri)[0])
+        answer('ok %.1f %d' % ((time.monotonic() - t0) * 1000, code))
+
+    sub = bus.signal_subscribe(None, 'org.freedesktop.portal.Request', 'Response',
+                               path, None, Gio.DBusSignalFlags.NONE, response)
+    bus.call('org.freedesktop.portal.Desktop', '/org/freedesktop/portal/desktop', 'org.freedesktop.portal.Screenshot',
+             'Screenshot', GLib.Variant('(sa{sv})', ('', {'handle_token': GLib.Variant('s', token),
+                                                          'interactive': GLib.Variant('b', False)})),
+             None, Gio.DBusCallFlags.NONE, 60000, None, None)
+
+
 def answer(text):
     sys.stdout.write(text + '\n')
     sys.stdout.flush()
@@ -95,6 +121,9 @@ def command(channel, cond):
         elif w[0] == 'shot':
             if not shot(w[1]):
                 raise RuntimeError('the Shell took no screenshot')
+        elif w[0] == 'portal':
+            portal()
+            return True
         elif w[0] == 'busy':
             was, busy['on'] = busy['on'], w[1] == '1'
             if busy['on'] and not was and not busy['flying']:

@@ -29,11 +29,22 @@ async function bus(user, dir, type, env) {
   const address = `unix:path=${dir}/${type}_bus`;
   const config = path.join(dir, `${type}.conf`);
   fs.writeFileSync(config, `<busconfig><type>${type}</type><listen>${address}</listen>
-${type === 'session' ? '<standard_session_servicedirs/>' : ''}
+${type === 'session' ? `<servicedir>${services(dir)}</servicedir>` : ''}
 <policy context="default"><allow user="*"/><allow send_destination="*" eavesdrop="true"/><allow eavesdrop="true"/><allow own="*"/></policy></busconfig>`);
   const proc = asUser(user, 'dbus-daemon', ['--nofork', `--config-file=${config}`], env);
   await until(`the ${type} bus`, () => fs.existsSync(`${dir}/${type}_bus`));
   return { address, proc };
+}
+
+// Of the session's activatable services only the permission store: others, such as the
+// document portal (a FUSE mount) or the Shell's helpers, would outlive the session or are not
+// needed.
+function services(dir) {
+  const out = path.join(dir, 'services');
+  fs.mkdirSync(out, { recursive: true });
+  const name = 'org.freedesktop.impl.portal.PermissionStore.service';
+  fs.copyFileSync(path.join('/usr/share/dbus-1/services', name), path.join(out, name));
+  return out;
 }
 
 const asUser = (user, cmd, args, env, ...stdio) =>
@@ -84,6 +95,8 @@ function inputDriver(user, env) {
     },
     shot: (file) => send(`shot ${file}`),
     busy: (on) => send(`busy ${on ? 1 : 0}`).then(Number),
+    // A screenshot through the desktop portal: { ms, code }.
+    portal: () => send('portal').then((a) => ({ ms: Number(a.split(' ')[0]), code: Number(a.split(' ')[1]) })),
   };
   return d;
 }
