@@ -110,6 +110,10 @@ m plat-portalplace $P/portal/portaldesktop.cpp 'OverlayPlacement::Unmanaged' 'Ov
     'on Wayland the overlay covers one output only'
 m plat-link $P/portal/portalscreenshot.cpp 'info.isSymLink() || ' '' \
     'a link answered by the portal is removed'
+m gn-focushop $P/x11/x11keyboardfocus.cpp 'XCB_INPUT_FOCUS_POINTER_ROOT, conn_->screen()->root,' 'XCB_INPUT_FOCUS_PARENT, target,' \
+    'on a busy GNOME Shell the keyboard often never reaches the overlay'
+m gn-sizebox $S/diagrambasescene.cpp 'screenShotItem_->setShowSize(!dynamicRect_.isEmpty());' '' \
+    'on Wayland a "0 x 0" box floats over the desktop once the mouse moves'
 m plat-owner $P/portal/portalscreenshot.cpp 'info.ownerId() != ::geteuid() ||' '' \
     "another user's file answered by the portal is removed"
 m item-glass $D/screenshotgraphicsitem.cpp 'int(pixmapPoint.x() - 15), int(pixmapPoint.y() - 15), 30, 30' 'int(pixmapPoint.x() - 14), int(pixmapPoint.y() - 15), 30, 30' \
