@@ -16,9 +16,9 @@ const total = Number(warmups) + Number(rounds);
 
 // From startWinScreen (what screenCapture calls) to the overlay's first paint on the X server;
 // the portal's screenshot is part of it.
-async function startup(env, dir, as = {}) {
+async function startup(env, dir, as = {}, binary = bin) {
   const json = path.join(dir, 'startup.json');
-  await run(bin, ['--rounds', rounds, '--warmups', warmups, '--json', json],
+  await run(binary, ['--rounds', rounds, '--warmups', warmups, '--json', json],
     { env: { ...env, QT_LOGGING_RULES: 'default.debug=false' }, timeout: 600000, ...as });
   return JSON.parse(fs.readFileSync(json, 'utf8'));
 }
@@ -56,8 +56,11 @@ async function gnome(dir, picture) {
   try {
     await s.permit('yes');
     // The session's programs run as its user, who writes the results into its own directory.
+    // A copy in its directory: the checkout may be out of its reach.
     const as = s.env[Symbol.for('screencapture.spawnAs')];
-    const start = await startup(s.env, s.env.XDG_RUNTIME_DIR, as);
+    const copy = path.join(s.env.XDG_RUNTIME_DIR, path.basename(bin));
+    fs.copyFileSync(bin, copy);
+    const start = await startup(s.env, s.env.XDG_RUNTIME_DIR, as, copy);
     const portal = [];
     for (let i = 0; i < total; i++) {
       const a = await s.input.portal();
