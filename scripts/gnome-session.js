@@ -50,8 +50,8 @@ function services(dir) {
 const asUser = (user, cmd, args, env, ...stdio) =>
   start('setpriv', [`--reuid=${user.uid}`, `--regid=${user.gid}`, '--clear-groups', cmd, ...args], env, ...stdio);
 
-// The input driver: move(x, y), down()/up(), key('ctrl+a', 'Return'), type(text), shot(file),
-// busy(on); each resolves once the compositor took the request.
+// The input driver: move(x, y), down()/up(), click(x, y), drag(rect), key('ctrl+a', 'Return'),
+// type(text), shot(file), busy(on), portal(); each resolves once the compositor took the request.
 function inputDriver(user, env) {
   const proc = asUser(user, PYTHON, [INPUT], env, 'pipe', 'pipe');
   const queue = [];
@@ -78,6 +78,14 @@ function inputDriver(user, env) {
       await d.move(x, y);
       await d.down(n);
       await d.up(n);
+    },
+    // Presses at the top-left corner of r = { x, y, w, h }, moves in steps, releases at the other.
+    async drag(r) {
+      await d.move(r.x, r.y);
+      await d.down();
+      for (let i = 1; i <= 8; i++) await d.move(r.x + (r.w * i) / 8, r.y + (r.h * i) / 8);
+      await d.up();
+      await new Promise((res) => setTimeout(res, 150));
     },
     // Each argument a key or a chord such as 'ctrl+a'.
     async key(...keys) {

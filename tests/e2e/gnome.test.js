@@ -14,21 +14,13 @@ const EXIT = [{ args: ['exit'], thisIsNull: true }];
 const [W, H] = [640, 480];
 const TOP_BAR = 40; // the Shell's top bar and its clock, part of the frozen picture
 
-async function capture(t, s, steps = [{ op: 'capture', args: 'cb3' }, { op: 'exec' }]) {
+async function capture(t, s) {
   await s.input.move(2 * W - 1, H - 1);
-  const child = h.spawnChild(s.env, steps);
+  const child = h.spawnCapture(s.env);
   t.after(() => child.kill());
   await h.waitForOverlay(s.env, { child });
   await h.sleep(300);
   return child;
-}
-
-async function drag(s, r) {
-  await s.input.move(r.x, r.y);
-  await s.input.down();
-  for (let i = 1; i <= 8; i++) await s.input.move(r.x + (r.w * i) / 8, r.y + (r.h * i) / 8);
-  await s.input.up();
-  await h.sleep(150);
 }
 
 test('GNOME Shell session', async (t) => {
@@ -50,7 +42,7 @@ test('GNOME Shell session', async (t) => {
     const skip = (x, y) => y < TOP_BAR || (x > 2 * W - 100 && y > H - 120);
     const ok = await h.waitUntil(async () => (cmp = h.comparePixels(await s.shot(), dimmed, { skip })).bad === 0, { timeout: 10000 });
     assert.ok(ok, `overlay over ${2 * W}x${H}: ${h.diffText(cmp)}`);
-    await drag(s, region);
+    await s.input.drag(region);
     await s.input.key('Return');
     assert.equal(h.patternCropMismatch(await h.copiedImage(child, s.env), region), null);
     assert.deepEqual(screenshots(), [], 'the portal\'s file is removed');
@@ -58,7 +50,7 @@ test('GNOME Shell session', async (t) => {
 
     const layout = await h.layoutProbe(s.env);
     child = await capture(t, s);
-    await drag(s, region);
+    await s.input.drag(region);
     await s.input.click(...Object.values(h.toolButton(layout, h.toolPlacement(layout, region, 2 * W, H, 'fontPopup').selecting, 'tool_text')));
     const spot = [region.x + 40, region.y + 60];
     await s.input.click(...spot);
@@ -72,7 +64,7 @@ test('GNOME Shell session', async (t) => {
     await child.kill();
 
     child = await capture(t, s);
-    await drag(s, region);
+    await s.input.drag(region);
     await s.input.click(...Object.values(h.toolButton(layout, h.toolPlacement(layout, region, 2 * W, H).selecting, 'tool_save')));
     await h.waitForWindowNamed(s.env, '存储', { child });
     const saved = path.join(s.home, 'saved.png');
@@ -110,7 +102,7 @@ test('GNOME Shell session', async (t) => {
     await s.permit(null);
     t.after(() => s.permit('yes'));
     const before = await s.shot();
-    const child = h.spawnChild(s.env, [{ op: 'capture', args: 'cb3' }, { op: 'exec' }]);
+    const child = h.spawnCapture(s.env);
     t.after(() => child.kill());
     // The Shell's dialog dims the screen; its focus starts on Deny.
     const shown = await h.waitUntil(async () => h.comparePixels(await s.shot(), (x, y) => h.pixelAt(before, x, y), { maxReport: 0 }).bad > W * H, { timeout: 20000 });
