@@ -211,7 +211,7 @@ show-banners=false
     client[Symbol.for('screencapture.spawnAs')] = { uid: user.uid, gid: user.gid };
     let shots = 0;
     Object.assign(session, {
-      env: client, sessionEnv: env, shell, input, procs,
+      env: client, shell, input,
       width: monitors.reduce((s, m) => s + m.w, 0), height: Math.max(...monitors.map((m) => m.h)),
       shot: () => shot(path.join(dir, `shot-${shots++}.png`)),
       async permit(answer) {
