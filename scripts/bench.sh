@@ -150,6 +150,13 @@ if [ "$HAVE_X" = 1 ] && command -v sway >/dev/null && command -v grim >/dev/null
 else
   echo "!! sway or grim not installed: Wayland start-up benchmark skipped"
 fi
+if [ "$HAVE_X" = 1 ] && command -v gnome-shell >/dev/null && [ "$(id -u)" = 0 ]; then
+  echo
+  echo "== 1920x1080 on a private headless GNOME Shell session"
+  run gnome node "$ROOT/bench/wayland.js" "$BIN/bench_startup" 1920x1080 "$(( ROUNDS < 10 ? ROUNDS : 10 ))" "$WARMUPS" "$WORK/gnome-1920x1080.json" gnome
+else
+  echo "!! gnome-shell not installed, or not root (the session runs as a user of its own): GNOME start-up benchmark skipped"
+fi
 
 # Collect everything into one JSON document.
 RESULTS="$BUILD/bench-results.json"
@@ -160,7 +167,7 @@ RESULTS="$BUILD/bench-results.json"
   echo "  \"cpus\": $(nproc),"
   echo "  \"root_picture\": \"$WALLPAPER_NOTE\","
   printf '  "pixelate": %s' "$(cat "$WORK/pixelate.json")"
-  for f in "$WORK"/startup-*.json "$WORK"/memory-*.json "$WORK"/snap-*.json "$WORK"/wayland-*.json \
+  for f in "$WORK"/startup-*.json "$WORK"/memory-*.json "$WORK"/snap-*.json "$WORK"/wayland-*.json "$WORK"/gnome-*.json \
            "$WORK"/latency-*.json "$WORK"/interaction-*.json; do
     [ -e "$f" ] || continue
     key="$(basename "$f" .json | tr '-' '_')"
@@ -201,6 +208,11 @@ for (const k of Object.keys(r).filter(k => k.startsWith('wayland_'))) {
   const s = r[k];
   rows.push(['Wayland start-up median ms', `${s.width}x${s.height}`, f(s.start_median_ms), `grim ${f(s.grim_png_median_ms)}`,
              f(s.start_over_grim_png), '']);
+}
+for (const k of Object.keys(r).filter(k => k.startsWith('gnome_'))) {
+  const s = r[k];
+  rows.push(['GNOME start-up median ms', `${s.width}x${s.height}`, f(s.start_median_ms), `portal ${f(s.portal_median_ms)}`,
+             f(s.start_over_portal), '']);
 }
 const memKeys = Object.keys(r).filter(k => k.startsWith('memory_'));
 memKeys.sort((a, b) => (r[a].pixmap_width !== r[a].width) - (r[b].pixmap_width !== r[b].width) || r[a].width - r[b].width);

@@ -120,6 +120,10 @@ m win-render $W/mainwindow.cpp 'if (r.width() == int(r.width()) && r.height() ==
     'at a fractional scale an annotated window is copied a pixel off'
 m plat-link $P/portal/portalscreenshot.cpp 'info.isSymLink() || ' '' \
     'a link answered by the portal is removed'
+m gn-focushop $P/x11/x11keyboardfocus.cpp 'XCB_INPUT_FOCUS_POINTER_ROOT, conn_->screen()->root,' 'XCB_INPUT_FOCUS_PARENT, target,' \
+    'on a busy GNOME Shell the keyboard often never reaches the overlay'
+m gn-sizebox $S/diagrambasescene.cpp 'screenShotItem_->setShowSize(!dynamicRect_.isEmpty());' '' \
+    'on Wayland a "0 x 0" box floats over the desktop once the mouse moves'
 m plat-owner $P/portal/portalscreenshot.cpp 'info.ownerId() != ::geteuid() ||' '' \
     "another user's file answered by the portal is removed"
 m item-glass $D/screenshotgraphicsitem.cpp 'int(pixmapPoint.x() - 15), int(pixmapPoint.y() - 15), 30, 30' 'int(pixmapPoint.x() - 14), int(pixmapPoint.y() - 15), 30, 30' \

@@ -9,6 +9,8 @@ packages=(cmake g++ make pkg-config python3 qtbase5-dev qtbase5-dev-tools libxcb
           # the headless Wayland session of the tests and benchmarks
           sway swaybg grim xwayland xdg-desktop-portal xdg-desktop-portal-wlr pipewire dbus-daemon
           x11-xserver-utils libglib2.0-bin python3-gi qtwayland5
+          # the headless GNOME Shell session (mutter renders through Mesa's software EGL)
+          gnome-shell xdg-desktop-portal-gnome xdg-desktop-portal-gtk libegl-mesa0 libgl1-mesa-dri
           # two monitors side by side for the tests: Xorg with the dummy video driver
           xserver-xorg-core xserver-xorg-video-dummy)
 

@@ -282,10 +282,27 @@ process.once('exit', () => {
   process.exitCode = 1;
 });
 
+let copies;
+function reachableCopies() {
+  if (!copies) {
+    const dir = fs.mkdtempSync(path.join(os.tmpdir(), 'sc-child-'));
+    fs.chmodSync(dir, 0o755);
+    copies = [path.join(__dirname, 'child.js'), MODULE_PATH].map((f) => {
+      fs.copyFileSync(f, path.join(dir, path.basename(f)));
+      return path.join(dir, path.basename(f));
+    });
+    process.once('exit', () => fs.rmSync(dir, { recursive: true, force: true }));
+  }
+  return copies;
+}
+
 // Runs tests/e2e/child.js with a list of steps (see there); its stdout is JSON lines.
 function spawnChild(env, steps) {
-  const args = ['--expose-gc', path.join(__dirname, 'child.js'), MODULE_PATH, JSON.stringify(steps)];
-  const proc = track(spawn(process.execPath, args, { env: childEnv(env), cwd: os.tmpdir(), stdio: 'pipe' }));
+  // A session of another user (scripts/gnome-session.js) runs its clients as that user, on
+  // copies it can reach wherever this checkout is.
+  const as = env?.[Symbol.for('screencapture.spawnAs')];
+  const args = ['--expose-gc', ...(as ? reachableCopies() : [path.join(__dirname, 'child.js'), MODULE_PATH]), JSON.stringify(steps)];
+  const proc = track(spawn(process.execPath, args, { env: childEnv(env), cwd: os.tmpdir(), stdio: 'pipe', ...as }));
   const handle = { proc, lines: [], stderr: '', exitCode: undefined, signal: undefined };
   const waiters = new Set();
   const notify = () => waiters.forEach((w) => w());
