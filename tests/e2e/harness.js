@@ -283,9 +283,13 @@ process.once('exit', () => {
 });
 
 // Runs tests/e2e/child.js with a list of steps (see there); its stdout is JSON lines.
-function spawnChild(env, steps) {
-  const args = ['--expose-gc', path.join(__dirname, 'child.js'), MODULE_PATH, JSON.stringify(steps)];
-  const proc = track(spawn(process.execPath, args, { env: childEnv(env), cwd: os.tmpdir(), stdio: 'pipe' }));
+const spawnChild = (env, steps) => spawnNode(env, ['--expose-gc', path.join(__dirname, 'child.js'), MODULE_PATH, JSON.stringify(steps)]);
+
+// A node host running `source` with `args` as process.argv[1...], in `cwd`; stdout is JSON lines.
+const spawnScript = (env, source, args = [], { cwd } = {}) => spawnNode(env, ['-e', source, ...args], { cwd });
+
+function spawnNode(env, args, { cwd = os.tmpdir() } = {}) {
+  const proc = track(spawn(process.execPath, args, { env: childEnv(env), cwd, stdio: 'pipe' }));
   const handle = { proc, lines: [], stderr: '', exitCode: undefined, signal: undefined };
   const waiters = new Set();
   const notify = () => waiters.forEach((w) => w());
@@ -561,7 +565,7 @@ module.exports = {
   ROOT, MODULE_PATH, SANITIZED, SANITIZER_REPORT, sleep, eventually, waitUntil, run, startXvfb, desktop, image, pixelAt, sameRgb,
   cropImage, patternPixel, patternPosition, makePatternImage, blend, dimmedPattern, comparePixels, diffText,
   patternCropMismatch, boundingBox, findRunsBox, findToolbar, findMagnifier, screenshot, shotUntil, setRootPattern,
-  spawnChild, spawnCapture, startCapture, xdotool, mousemove, mousedown, mouseup, click, key, type, clickAt,
+  spawnChild, spawnScript, spawnCapture, startCapture, xdotool, mousemove, mousedown, mouseup, click, key, type, clickAt,
   doubleClickAt, linePoints, stroke, drag, visibleOverlays, assertOngoing, waitForWindowNamed, waitForOverlay,
   waitForOverlayGone, waitForWhite, readClipboard, clipboardTargets, holdClipboard, ended, copiedImage, annotate, layoutProbe,
   toolPlacement, toolButton, renderReference, compareWithReference, readPng, writePng,

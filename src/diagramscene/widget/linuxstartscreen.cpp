@@ -12,6 +12,7 @@
 #include <QBackingStore>
 #include <QDebug>
 #include <QDesktopWidget>
+#include <QEventLoop>
 #include <QPainter>
 #include <QScreen>
 #include <QTimer>
@@ -125,6 +126,14 @@ static QVector<QRect> screensOnDesktop(QRect const& desktop) {
 }
 
 int LinuxStartScreen::startWinScreen(QApplication* app) {
+    if (!startSession(app))
+        return 0;
+    QEventLoop loop;
+    connect(this, &LinuxStartScreen::sessionEnded, &loop, &QEventLoop::quit);
+    return loop.exec();
+}
+
+bool LinuxStartScreen::startSession(QApplication* app) {
     registerResources();
     StyleManager::instance();
     app->installEventFilter(eventFilter_);
@@ -139,7 +148,7 @@ int LinuxStartScreen::startWinScreen(QApplication* app) {
         // Never a black or grey frozen screen: the session ends before it shows.
         qWarning().noquote() << "capture ended without a screenshot:" << why;
         exitCode_ = 0;
-        return 0;
+        return false;
     }
     mainWindow_->setMainWindowRect(rect);
     mainWindow_->setScreenPixmap(pixmap);
@@ -147,7 +156,7 @@ int LinuxStartScreen::startWinScreen(QApplication* app) {
         windowsOnDesktop(rect, mainWindow_->internalWinId()), screensOnDesktop(rect));
     if (!isWaylandSession()) {
         mainWindow_->showFullScreen();
-        return QApplication::exec();
+        return true;
     }
     // A managed full-screen window covers one output only; one placed without the window
     // manager covers the geometry it is given, but gets no focus from it. So the X keyboard is
@@ -162,21 +171,22 @@ int LinuxStartScreen::startWinScreen(QApplication* app) {
     mainWindow_->setGeometry(rect);
     mainWindow_->show();
     mainWindow_->activateWindow();
-    QTimer grab;
-    int tries = 0;
-    connect(&grab, &QTimer::timeout, this, [&] {
+    auto* grab = new QTimer(this);
+    connect(this, &LinuxStartScreen::sessionEnded, grab, &QObject::deleteLater);
+    connect(grab, &QTimer::timeout, this, [this, grab, tries = 0]() mutable {
         QWindow* window = mainWindow_->windowHandle();
         if ((window && window->isExposed() && window->setKeyboardGrabEnabled(true)) ||
             ++tries == 100)
-            grab.stop();
+            grab->stop();
     });
-    grab.start(20);
-    return QApplication::exec();
+    grab->start(20);
+    return true;
 }
 
 void LinuxStartScreen::slotCloseWindow(int code) {
     mainWindow_->close();
     exitCode_ = code;
+    emit sessionEnded(code);
 }
 
 int LinuxStartScreen::getExitCode() {
