@@ -30,7 +30,9 @@ bool g_startRequested = false;
 std::string g_failure;
 int* g_argc = nullptr;
 char** g_argv = nullptr;
-std::thread g_thread;
+// Never destroyed: a host that ends without the cleanup (a worker's isolate torn down
+// elsewhere) must not have std::thread's destructor end the process.
+std::thread* g_thread = nullptr;
 
 // Sets an environment variable for the lifetime of the scope, then puts the caller's back, so
 // child processes of the host inherit its environment unchanged.
@@ -203,7 +205,7 @@ void threadMain() {
 }
 
 bool onGuiThread() {
-    return g_thread.joinable() && std::this_thread::get_id() == g_thread.get_id();
+    return g_thread && std::this_thread::get_id() == g_thread->get_id();
 }
 
 bool running() {
@@ -225,8 +227,8 @@ std::string start(int& argc, char** argv) {
     g_argv = argv;
     // One thread for the process, whether or not its first attempt worked: the first thread to
     // touch Qt is the one Qt takes for its main thread.
-    if (!g_thread.joinable())
-        g_thread = std::thread(threadMain);
+    if (!g_thread)
+        g_thread = new std::thread(threadMain);
     g_startRequested = true;
     g_changed.notify_all();
     g_changed.wait(lock, [] { return !g_startRequested; });
@@ -267,8 +269,8 @@ void stop(const std::function<void()>& before) {
     g_phase = Phase::Stopped;
     g_changed.notify_all();
     lock.unlock();
-    if (g_thread.joinable() && !onGuiThread())
-        g_thread.join();
+    if (g_thread && g_thread->joinable() && !onGuiThread())
+        g_thread->join();
 }
 
 } // namespace GuiThread

@@ -175,6 +175,13 @@ void shutDown(void*) {
     }
     g_session.resolver.Reset();
     g_session.context.Reset();
+    // Qt's process-wide caches (the pixmap cache and its flush timer) belong to the Qt thread
+    // and are destroyed at exit from this one, after their timers went with that thread.
+    static QtMessageHandler previous = qInstallMessageHandler(
+        [](QtMsgType type, const QMessageLogContext& context, const QString& message) {
+            if (!message.contains(QLatin1String("Timers cannot be stopped from another thread")))
+                previous(type, context, message);
+        });
 }
 
 void prepareHost(v8::Isolate* isolate) {
@@ -264,13 +271,13 @@ void QApplicationWrap::New(const v8::FunctionCallbackInfo<v8::Value>& args) {
             isolate, "this process already has a Qt application that is not a QApplication"));
         return;
     }
+    prepareHost(isolate);
     // No display is the host's problem to handle, not a reason to end it.
     const std::string problem = GuiThread::start(argc_, argv_);
     if (!problem.empty()) {
         isolate->ThrowException(scriptError(isolate, problem));
         return;
     }
-    prepareHost(isolate);
     QApplicationWrap* wrap = new QApplicationWrap();
     wrap->Wrap(args.This());
     args.GetReturnValue().Set(args.This());
