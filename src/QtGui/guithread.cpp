@@ -10,7 +10,7 @@
 #include <mutex>
 #include <thread>
 
-#include "portalscreenshot.h"
+#include "session.h"
 
 #include <sys/socket.h>
 #include <sys/un.h>
