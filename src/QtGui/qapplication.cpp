@@ -104,12 +104,15 @@ void beginSession(const std::shared_ptr<LinuxStartScreen>& screen, bool wantPng)
     GuiThread::post([screen, wantPng] {
         LinuxStartScreen* controller = screen.get();
         auto connection = std::make_shared<QMetaObject::Connection>();
-        *connection = QObject::connect(controller, &LinuxStartScreen::sessionEnded, controller,
-                                       [screen, connection, wantPng](int code) {
-                                           QObject::disconnect(*connection);
-                                           reportEnd(code, wantPng && code != 0 ? clipboardPng()
-                                                                                : QByteArray());
-                                       });
+        const auto ended = [screen, connection, wantPng](int code) {
+            QObject::disconnect(*connection);
+            QByteArray png;
+            if (wantPng && code != 0)
+                png = clipboardPng();
+            reportEnd(code, std::move(png));
+        };
+        *connection =
+            QObject::connect(controller, &LinuxStartScreen::sessionEnded, controller, ended);
         if (!controller->startSession(qApp)) {
             QObject::disconnect(*connection);
             reportEnd(controller->getExitCode(), QByteArray());
