@@ -7,6 +7,7 @@
 #include <QFileInfo>
 #include <QImage>
 #include <QMimeData>
+#include <QTimer>
 #include <QUrl>
 
 #include <node_buffer.h>
@@ -17,6 +18,7 @@
 
 #include "guithread.h"
 #include "linuxstartscreen.h"
+#include "mainwindow.h"
 
 extern QString g_ImagePath;
 
@@ -94,6 +96,29 @@ void reportEnd(int code, QByteArray png) {
         uv_async_send(&g_session.async);
 }
 
+// A close the session did not ask for (a window manager's Alt+F4) ends it as a cancel, where
+// it would otherwise stay open with no window and keep its caller waiting.
+class CloseWatch : public QObject {
+public:
+    CloseWatch(LinuxStartScreen* controller, std::shared_ptr<QMetaObject::Connection> open)
+        : QObject(controller), controller_(controller), open_(std::move(open)) {
+        controller->mainWindow()->installEventFilter(this);
+    }
+    bool eventFilter(QObject*, QEvent* event) override {
+        if (event->type() == QEvent::Close)
+            QTimer::singleShot(0, this, [this] {
+                if (*open_)
+                    controller_->slotCloseWindow(0);
+                deleteLater();
+            });
+        return false;
+    }
+
+private:
+    LinuxStartScreen* controller_;
+    std::shared_ptr<QMetaObject::Connection> open_;
+};
+
 // Starts a session on the Qt thread without waiting for it; reportEnd() tells how it ended.
 void beginSession(const std::shared_ptr<LinuxStartScreen>& screen, bool wantPng) {
     {
@@ -116,7 +141,9 @@ void beginSession(const std::shared_ptr<LinuxStartScreen>& screen, bool wantPng)
         if (!controller->startSession(qApp)) {
             QObject::disconnect(*connection);
             reportEnd(controller->getExitCode(), QByteArray());
+            return;
         }
+        new CloseWatch(controller, connection);
     });
 }
 
