@@ -1,7 +1,8 @@
 'use strict';
 // Per-move frame times of the overlay in a Node host, with the blocking screenCapture() and with
-// capture() (the host's loop running a 10 ms timer meanwhile), alternated in one process on the
-// X server named by DISPLAY (a private Xvfb from scripts/bench.sh).
+// capture() (the host's loop idle and free meanwhile), in one process on the X server named by
+// DISPLAY (a private Xvfb from scripts/bench.sh), in the order B P P B B P so that a drift of
+// the machine's load weighs on both alike.
 //
 // One move = `xdotool mousemove` started -> a pixel just inside the new corner of the region
 // changed on the server (xpixelwait), so it includes xdotool's own start, the same for both.
@@ -45,15 +46,10 @@ const HOST = `
 const { Main } = require(process.argv[1]);
 const main = new Main();
 const out = (s) => process.stdout.write(s + '\\n');
-let ticks = 0;
 process.stdin.on('data', async (d) => {
   for (const mode of String(d).split('\\n').filter(Boolean)) {
     if (mode === 'blocking') main.screenCapture(1, 2, (w) => out('done ' + w));
-    else {
-      const timer = setInterval(() => ticks++, 10);
-      out('done ' + (await main.capture()).result);
-      clearInterval(timer);
-    }
+    else out('done ' + (await main.capture()).result);
   }
 });
 out('ready');
@@ -108,7 +104,7 @@ const cpuSeconds = (pid) => fs.readFileSync(`/proc/${pid}/stat`, 'utf8').split('
   const next = reader(host);
   if ((await next()) !== 'ready') throw new Error('host did not start');
   const series = { blocking: { drag: [], resize: [] }, promise: { drag: [], resize: [] } };
-  for (const mode of ['blocking', 'promise', 'blocking', 'promise']) await session(host, next, mode, series[mode]);
+  for (const mode of ['blocking', 'promise', 'promise', 'blocking', 'blocking', 'promise']) await session(host, next, mode, series[mode]);
   const cpu0 = cpuSeconds(host.pid);
   await sleep(10000);
   const idleCpu = (cpuSeconds(host.pid) - cpu0) / 10;
@@ -121,7 +117,7 @@ const cpuSeconds = (pid) => fs.readFileSync(`/proc/${pid}/stat`, 'utf8').split('
     r[`${kind}_capture_median_ms`] = median(series.promise[kind].filter((v) => !Number.isNaN(v)));
     r[`${kind}_capture_over_blocking`] = r[`${kind}_capture_median_ms`] / r[`${kind}_blocking_median_ms`];
   }
-  console.log(`Per-move frame time in a Node host ${width}x${height} (${2 * MOVES} moves each, medians, incl. xdotool's start)`);
+  console.log(`Per-move frame time in a Node host ${width}x${height} (${3 * MOVES} moves each, medians, incl. xdotool's start)`);
   for (const kind of ['drag', 'resize']) {
     console.log(`  ${kind.padEnd(6)} screenCapture ${r[`${kind}_blocking_median_ms`].toFixed(2)} ms   capture() ${r[`${kind}_capture_median_ms`].toFixed(2)} ms   ratio ${r[`${kind}_capture_over_blocking`].toFixed(3)}`);
   }
