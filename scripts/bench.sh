@@ -132,6 +132,9 @@ for size in 1920x1080 3840x2160; do
   run "latency-$size" node "$ROOT/bench/latency.js" --module "$MODULE" --poller "$BIN/xpixelwait" \
     --rounds "$LATENCY_ROUNDS" --json "$WORK/latency-$size.json"
   echo
+  run "hostmoves-$size" node "$ROOT/bench/hostmoves.js" --module "$MODULE" --poller "$BIN/xpixelwait" \
+    --json "$WORK/hostmoves-$size.json"
+  echo
   run "interaction-$size" "$BIN/bench_interaction" --json "$WORK/interaction-$size.json"
   if [ "$size" = 1920x1080 ]; then
     echo
@@ -168,7 +171,7 @@ RESULTS="$BUILD/bench-results.json"
   echo "  \"root_picture\": \"$WALLPAPER_NOTE\","
   printf '  "pixelate": %s' "$(cat "$WORK/pixelate.json")"
   for f in "$WORK"/startup-*.json "$WORK"/memory-*.json "$WORK"/snap-*.json "$WORK"/wayland-*.json "$WORK"/gnome-*.json \
-           "$WORK"/latency-*.json "$WORK"/interaction-*.json; do
+           "$WORK"/latency-*.json "$WORK"/interaction-*.json "$WORK"/hostmoves-*.json; do
     [ -e "$f" ] || continue
     key="$(basename "$f" .json | tr '-' '_')"
     printf ',\n  "%s": %s' "$key" "$(cat "$f")"
@@ -231,6 +234,16 @@ for (const k of Object.keys(r).filter(k => k.startsWith('latency_'))) {
              l.flameshot_cold_median_ms === null ? 'flameshot not installed' : `flameshot ${f(l.flameshot_cold_median_ms, 1)}`,
              l.cold_over_flameshot === null ? '-' : f(l.cold_over_flameshot),
              l.cold_over_flameshot === null ? '' : `<=1x ${l.cold_over_flameshot <= 1 ? 'met' : 'NOT met'}`]);
+}
+for (const k of Object.keys(r).filter(k => k.startsWith('hostmoves_'))) {
+  const m = r[k];
+  const size = `${m.width}x${m.height}`;
+  for (const kind of ['drag', 'resize']) {
+    const ratio = m[`${kind}_capture_over_blocking`];
+    rows.push([`${kind} ms/move, capture() (host)`, size, f(m[`${kind}_capture_median_ms`]),
+               `screenCapture ${f(m[`${kind}_blocking_median_ms`])}`, f(ratio, 3), `<=1.1x ${ratio <= 1.1 ? 'met' : 'NOT met'}`]);
+  }
+  rows.push(['host CPU idle after captures', size, `${f(m.idle_cpu_percent)} %`, '', '', `<1% ${m.idle_cpu_percent < 1 ? 'met' : 'NOT met'}`]);
 }
 for (const k of Object.keys(r).filter(k => k.startsWith('interaction_'))) {
   const i = r[k];
