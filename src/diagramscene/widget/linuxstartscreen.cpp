@@ -4,6 +4,7 @@
 #include "linuxdiagramscene.h"
 #include "mainwindow.h"
 #include "portalscreenshot.h"
+#include "screencopy.h"
 #include "stylemanager.h"
 #include "x11screengrab.h"
 #include "x11windowsnapshot.h"
@@ -42,7 +43,14 @@ static QPixmap* grabDesktop(const QRect& rect, QString* why) {
                               "(DISPLAY is not set or cannot be opened)");
         return nullptr;
     }
-    QImage image = portalScreenshot(why);
+    // A wlroots compositor hands its outputs over directly; others go through the portal.
+    const Screencopy::Desktop direct = Screencopy::capture();
+    QImage image = direct.image;
+    if (image.isNull()) {
+        if (direct.offered)
+            qWarning().noquote() << "screen copy failed, asking the desktop portal:" << direct.error;
+        image = portalScreenshot(why);
+    }
     if (image.isNull())
         return nullptr;
     // The window maps the picture onto the desktop by whole ratios; a picture of another shape
