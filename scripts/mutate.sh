@@ -93,7 +93,7 @@ m item-frame $D/screenshotgraphicsitem.cpp 'area += QRect(int(p.x()) - edge, int
     'a dragged frame leaves its old middle handles behind'
 m item-square $D/mosaicgraphicsitem.cpp 'update(squareAt(p, squareSide()).adjusted(-1, -1, 1, 1));' 'update(squareAt(p, squareSide()).adjusted(0, 0, -4, -4));' \
     'mosaic squares show up cut at their right and bottom'
-m ses-grab $W/x11screengrab.cpp 'p[i] |= 0xff000000u;' '' \
+m ses-grab src/platform/x11/x11screengrab.cpp 'p[i] |= 0xff000000u;' '' \
     'the frozen desktop keeps whatever the X server left in the pixel padding'
 m item-glass $D/screenshotgraphicsitem.cpp 'int(pixmapPoint.x() - 15), int(pixmapPoint.y() - 15), 30, 30' 'int(pixmapPoint.x() - 14), int(pixmapPoint.y() - 15), 30, 30' \
     'the magnifier shows the pixel beside the cursor'

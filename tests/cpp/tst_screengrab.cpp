@@ -1,6 +1,6 @@
 #include "testsupport.h"
 
-#include "x11screengrab.h"
+#include "x11/x11screengrab.h"
 
 // Reading the screen through shared memory, on the test's Xvfb: the same pixels as Qt's own
 // grab, opaque, nothing outside the root, and no mapping left behind.

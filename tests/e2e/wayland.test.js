@@ -8,27 +8,35 @@ const fs = require('fs');
 const os = require('os');
 const path = require('path');
 const h = require('./harness');
-const { startSway, standinPortal, grim } = require('../../scripts/wayland-session');
+const { startSway, standinPortal, grim, logicalSize } = require('../../scripts/wayland-session');
 
 const T = { timeout: 120000 };
 const EXIT = [{ args: ['exit'], thisIsNull: true }];
 const FAILED = 'capture ended without a screenshot: ';
 
-// sway with outputs [{ w, h, scale }] side by side showing one pattern across all of them.
+// sway with outputs [{ w, h, scale, transform }] side by side showing one pattern across all of
+// them, all at one scale. `shot` is grim's picture of it; `direct` runs a capture with no
+// portal to ask, so only reading the compositor directly gives a picture.
 async function waylandDesktop(t, outputs) {
   const dir = fs.mkdtempSync(path.join(os.tmpdir(), 'sc-wl-pic-'));
+  const scale = outputs[0].scale || 1;
   let x = 0;
   const pictures = outputs.map((o, i) => {
     const file = path.join(dir, `${i}.png`);
-    const crop = h.image(o.w, o.h, (px, py) => h.patternPixel(x * (o.scale || 1) + px, py));
-    fs.writeFileSync(file, h.writePng(o.w, o.h, crop.data));
-    x += o.w / (o.scale || 1);
+    const [w, h2] = logicalSize(o).map((v) => v * scale);
+    const crop = h.image(w, h2, (px, py) => h.patternPixel(x * scale + px, py));
+    fs.writeFileSync(file, h.writePng(w, h2, crop.data));
+    x += logicalSize(o)[0];
     return file;
   });
   const s = await startSway(outputs, pictures);
   t.after(() => s.stop().then(() => fs.rmSync(dir, { recursive: true, force: true })));
+  let shot;
+  const shown = await h.waitUntil(async () => h.patternCropMismatch(shot = await grim(s.env), { x: 0, y: 0, w: x * scale, h: s.height * scale }) === null);
+  assert.ok(shown, 'grim shows the pattern on every output');
   // Qt is asked for its wayland platform: the module must go through XWayland anyway.
-  return { ...s, child: { ...s.env, QT_QPA_PLATFORM: 'wayland' } };
+  const child = { ...s.env, QT_QPA_PLATFORM: 'wayland' };
+  return { ...s, scale, shot, child, direct: { ...child, DBUS_SESSION_BUS_ADDRESS: 'unix:path=/nonexistent' } };
 }
 
 // Drags the region r (logical pixels) and confirms with Enter; returns the clipboard image.
@@ -39,10 +47,18 @@ async function copyRegion(s, child, r) {
   return h.copiedImage(child, s.env);
 }
 
+// null when img is exactly grim's picture of the logical region r.
+function grimMismatch(s, img, r) {
+  const k = s.scale;
+  if (img.width !== r.w * k || img.height !== r.h * k) return `size ${img.width}x${img.height}, want ${r.w * k}x${r.h * k}`;
+  const cmp = h.comparePixels(img, (px, py) => h.pixelAt(s.shot, r.x * k + px, r.y * k + py), { tolerance: 0 });
+  return cmp.bad === 0 ? null : h.diffText(cmp);
+}
+
 test('Wayland session', async (t) => {
-  // The silent portal takes the whole bounded wait, so the failure paths run alongside.
-  const x = await h.startXvfb();
-  t.after(() => x.stop());
+  // The silent portal takes the whole bounded wait, so the failure paths run alongside, on an
+  // XWayland of their own.
+  const x = await waylandDesktop(t, [{ w: 320, h: 240 }]);
   const notPicture = path.join(x.env.XDG_RUNTIME_DIR, 'not-a-picture.png');
   fs.writeFileSync(notPicture, 'not a picture');
   const failures = Promise.all([
@@ -55,7 +71,7 @@ test('Wayland session', async (t) => {
   ].map(async ([mode, file, line], i) => {
     const portal = await standinPortal(mode, file);
     t.after(() => portal.stop());
-    const env = { ...x.env, ...portal.env, WAYLAND_DISPLAY: 'wayland-sc-none' };
+    const env = { ...x.child, ...portal.env };
     if (i === 0) delete env.DISPLAY; // no XWayland: Qt's xcb plugin must not take the host down
     const child = h.spawnChild(env, [{ op: 'capture', args: 'cb3' }]);
     t.after(() => child.kill());
@@ -63,26 +79,25 @@ test('Wayland session', async (t) => {
     assert.deepEqual(r.calls, EXIT, line);
     await child.waitForStderr(FAILED + line);
     assert.deepEqual(await child.exited, { code: 0, signal: null });
+    if (file === notPicture) assert.ok(fs.existsSync(notPicture), 'a file that is no picture is not removed');
   }));
   failures.catch(() => {}); // reported by the await at the end
 
   await t.test('two outputs side by side: the frozen picture dimmed over both, a region across the border copied, text typed, Esc, save as', T, async (t) => {
     const [W, H] = [640, 480];
     const s = await waylandDesktop(t, [{ w: W, h: H }, { w: W, h: H }]);
-    let child = await h.startCapture(t, { ...s, width: 2 * W, height: H }, { env: s.child });
+    let child = await h.startCapture(t, { ...s, width: 2 * W, height: H }, { env: s.direct });
     const dimmed = (shot) => h.comparePixels(shot, (px, py) => h.dimmedPattern(px, py));
     let cmp;
     const ok = await h.waitUntil(async () => (cmp = dimmed(await grim(s.env))).bad === 0, { timeout: 15000 });
     assert.ok(ok, `overlay over ${2 * W}x${H}: ${h.diffText(cmp)}`);
     const region = { x: W - 150, y: 100, w: 300, h: 200 };
-    const img = await copyRegion(s, child, region);
-    assert.equal(h.patternCropMismatch(img, region), null);
-    assert.ok(!fs.existsSync('/tmp/out.png'), 'the portal\'s file for this capture is removed');
+    assert.equal(grimMismatch(s, await copyRegion(s, child, region), region), null);
     await child.kill();
 
     // Text goes to the text annotation; then Esc ends the session.
     const layout = await h.layoutProbe(s.env);
-    child = await h.startCapture(t, { ...s, width: 2 * W, height: H }, { env: s.child });
+    child = await h.startCapture(t, { ...s, width: 2 * W, height: H }, { env: s.direct });
     await h.drag(s.env, region.x, region.y, region.x + region.w, region.y + region.h);
     const place = h.toolPlacement(layout, region, 2 * W, H, 'fontPopup');
     await h.clickAt(s.env, ...Object.values(h.toolButton(layout, place.selecting, 'tool_text')));
@@ -99,7 +114,8 @@ test('Wayland session', async (t) => {
     await child.kill();
 
     // Nothing shows above the overlay: it makes way for the save dialog, which gets the keys.
-    child = await h.startCapture(t, { ...s, width: 2 * W, height: H }, { env: { ...s.child, HOME: s.env.XDG_RUNTIME_DIR } });
+    // The picture comes from the portal, as on a compositor without the direct way.
+    child = await h.startCapture(t, { ...s, width: 2 * W, height: H }, { env: { ...s.child, HOME: s.env.XDG_RUNTIME_DIR, SCREENCAPTURE_NO_SCREENCOPY: '1' } });
     await h.drag(s.env, region.x, region.y, region.x + region.w, region.y + region.h);
     await h.clickAt(s.env, ...Object.values(h.toolButton(layout, h.toolPlacement(layout, region, 2 * W, H).selecting, 'tool_save')));
     await h.waitForWindowNamed(s.env, '存储', { child });
@@ -111,14 +127,21 @@ test('Wayland session', async (t) => {
     await h.key(s.env, 'Return');
     assert.deepEqual((await child.result()).calls, [{ args: ['save'], thisIsNull: true }]);
     assert.equal(h.patternCropMismatch(h.readPng(fs.readFileSync(saved)), region), null);
+    assert.ok(!fs.existsSync('/tmp/out.png'), 'the portal\'s file for this capture is removed');
   });
 
   await t.test('an output at scale 2: the clipboard holds device pixels', T, async (t) => {
     const s = await waylandDesktop(t, [{ w: 1280, h: 800, scale: 2 }]);
-    const child = await h.startCapture(t, { ...s, width: 640, height: 400 }, { env: s.child, settle: 300 });
+    const child = await h.startCapture(t, { ...s, width: 640, height: 400 }, { env: s.direct, settle: 300 });
     const region = { x: 101, y: 51, w: 200, h: 150 };
-    const img = await copyRegion(s, child, region);
-    assert.equal(h.patternCropMismatch(img, { x: 202, y: 102, w: 400, h: 300 }), null);
+    assert.equal(grimMismatch(s, await copyRegion(s, child, region), region), null);
+  });
+
+  await t.test('turned outputs side by side: the desktop as it shows', T, async (t) => {
+    const s = await waylandDesktop(t, [{ w: 640, h: 480, transform: '90' }, { w: 640, h: 480, transform: 'flipped-270' }]);
+    const child = await h.startCapture(t, { ...s, width: 960, height: 640 }, { env: s.direct });
+    const region = { x: 400, y: 300, w: 200, h: 250 };
+    assert.equal(grimMismatch(s, await copyRegion(s, child, region), region), null);
   });
 
   await failures;

@@ -141,14 +141,15 @@ wl_display* connectPrivately(QString* why) {
     wl_display* display = wl_display_connect_to_fd(fd);
     if (!display) {
         close(fd);
-        *why = QStringLiteral("cannot talk to the compositor at %1").arg(QString::fromLocal8Bit(path));
+        *why =
+            QStringLiteral("cannot talk to the compositor at %1").arg(QString::fromLocal8Bit(path));
     }
     return display;
 }
 
 // Dispatches events until done() or the deadline; false on a timeout or a broken connection.
-template <typename Done> bool dispatchUntil(Session& s, const QElapsedTimer& clock, int timeoutMs,
-                                            Done done) {
+template <typename Done>
+bool dispatchUntil(Session& s, const QElapsedTimer& clock, int timeoutMs, Done done) {
     while (!done()) {
         while (wl_display_prepare_read(s.display) != 0)
             if (wl_display_dispatch_pending(s.display) < 0)
@@ -176,11 +177,10 @@ template <typename Done> bool dispatchUntil(Session& s, const QElapsedTimer& clo
 // Every request sent so far answered.
 bool roundTrip(Session& s, const QElapsedTimer& clock, int timeoutMs) {
     bool done = false;
-    static const wl_callback_listener listener{
-        [](void* data, wl_callback* cb, uint32_t) {
-            *static_cast<bool*>(data) = true;
-            wl_callback_destroy(cb);
-        }};
+    static const wl_callback_listener listener{[](void* data, wl_callback* cb, uint32_t) {
+        *static_cast<bool*>(data) = true;
+        wl_callback_destroy(cb);
+    }};
     wl_callback* cb = wl_display_sync(s.display);
     wl_callback_add_listener(cb, &listener, &done);
     if (dispatchUntil(s, clock, timeoutMs, [&] { return done; }))
@@ -229,10 +229,9 @@ void registryGlobal(void* data, wl_registry* registry, uint32_t name, const char
         s->copierVersion = qMin(version, 3u);
         s->copier = static_cast<zwlr_screencopy_manager_v1*>(wl_registry_bind(
             registry, name, &zwlr_screencopy_manager_v1_interface, s->copierVersion));
-    } else if (std::strcmp(interface, zxdg_output_manager_v1_interface.name) == 0 &&
-               !s->layout) {
-        s->layout = static_cast<zxdg_output_manager_v1*>(wl_registry_bind(
-            registry, name, &zxdg_output_manager_v1_interface, qMin(version, 3u)));
+    } else if (std::strcmp(interface, zxdg_output_manager_v1_interface.name) == 0 && !s->layout) {
+        s->layout = static_cast<zxdg_output_manager_v1*>(
+            wl_registry_bind(registry, name, &zxdg_output_manager_v1_interface, qMin(version, 3u)));
     }
 }
 
@@ -317,8 +316,8 @@ const zwlr_screencopy_frame_v1_listener frameListener{
 // The output's pixels turned the way the desktop shows them: the copy is in the output's own
 // buffer orientation, upside down when the compositor says so.
 QImage oriented(const Output& out) {
-    QImage image(static_cast<const uchar*>(out.pixels->data), out.size.width(),
-                 out.size.height(), out.stride, imageFormat(out.format));
+    QImage image(static_cast<const uchar*>(out.pixels->data), out.size.width(), out.size.height(),
+                 out.stride, imageFormat(out.format));
     if (out.flags & ZWLR_SCREENCOPY_FRAME_V1_FLAGS_Y_INVERT)
         image = image.mirrored(false, true);
     switch (out.transform & 3) {
@@ -424,9 +423,8 @@ Desktop capture(int timeoutMs) {
         imageFormat(first.format) == QImage::Format_RGB32 && first.size == canvasSize) {
         // The usual single monitor: the copy is the picture, no pixel moved.
         Mapping* m = s.outputs.front()->pixels.release();
-        result.image = QImage(static_cast<uchar*>(m->data), canvasSize.width(),
-                              canvasSize.height(), first.stride, QImage::Format_RGB32,
-                              freeMapping, m);
+        result.image = QImage(static_cast<uchar*>(m->data), canvasSize.width(), canvasSize.height(),
+                              first.stride, QImage::Format_RGB32, freeMapping, m);
         return result;
     }
     QImage canvas(canvasSize, QImage::Format_RGB32);
@@ -438,7 +436,8 @@ Desktop capture(int timeoutMs) {
         const QRectF target(QPointF(out->position - extent.topLeft()) * scale,
                             QSizeF(out->logical) * scale);
         const QImage image = oriented(*out);
-        if (QSizeF(image.size()) == target.size() && QPointF(target.topLeft().toPoint()) == target.topLeft())
+        if (QSizeF(image.size()) == target.size() &&
+            QPointF(target.topLeft().toPoint()) == target.topLeft())
             painter.drawImage(target.topLeft().toPoint(), image);
         else
             painter.drawImage(target, image);

@@ -11,10 +11,10 @@
 namespace Screencopy {
 
 struct Desktop {
-    QImage image; // device pixels; null on failure
-    qreal ratio = 1; // device pixels per logical pixel
+    QImage image;         // device pixels; null on failure
+    qreal ratio = 1;      // device pixels per logical pixel
     bool offered = false; // the compositor has the protocol (and the outputs' layout)
-    QString error; // why the image is null
+    QString error;        // why the image is null
 };
 
 // Long enough for a busy compositor's next frame; a compositor that takes longer is left to
