@@ -130,6 +130,33 @@ test('Wayland session', async (t) => {
     assert.ok(!fs.existsSync('/tmp/out.png'), 'the portal\'s file for this capture is removed');
   });
 
+  await t.test('the portal\'s file stays when it is a link or another user\'s', T, async (t) => {
+    const dir = fs.mkdtempSync(path.join(os.tmpdir(), 'sc-wl-file-'));
+    t.after(() => fs.rmSync(dir, { recursive: true, force: true }));
+    const picture = path.join(dir, 'picture.png');
+    fs.writeFileSync(picture, h.writePng(320, 240, h.makePatternImage(320, 240).data));
+    const link = path.join(dir, 'link.png');
+    fs.symlinkSync(picture, link);
+    const theirs = path.join(dir, 'theirs.png');
+    fs.copyFileSync(picture, theirs);
+    fs.chownSync(theirs, 65534, 65534);
+    for (const file of [link, theirs]) {
+      const portal = await standinPortal('file', file);
+      t.after(() => portal.stop());
+      const child = await h.startCapture(t, { ...x, width: 320, height: 240 }, { env: { ...x.child, ...portal.env } });
+      await h.key(x.env, 'Escape');
+      assert.deepEqual((await child.result()).calls, EXIT);
+      assert.ok(fs.existsSync(file) && fs.existsSync(picture), `${path.basename(file)} is left alone`);
+    }
+  });
+
+  await t.test('an X server nested in a Wayland session is captured as X11', T, async (t) => {
+    const d = await h.desktop(t, 640, 480, h.makePatternImage(640, 480));
+    const child = await h.startCapture(t, d, { env: { ...d.env, WAYLAND_DISPLAY: 'wayland-sc-none' } });
+    const region = { x: 40, y: 30, w: 200, h: 100 };
+    assert.equal(h.patternCropMismatch(await copyRegion(d, child, region), region), null);
+  });
+
   await t.test('an output at scale 2: the clipboard holds device pixels', T, async (t) => {
     const s = await waylandDesktop(t, [{ w: 1280, h: 800, scale: 2 }]);
     const child = await h.startCapture(t, { ...s, width: 640, height: 400 }, { env: s.direct, settle: 300 });
