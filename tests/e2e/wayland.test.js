@@ -15,8 +15,7 @@ const EXIT = [{ args: ['exit'], thisIsNull: true }];
 const FAILED = 'capture ended without a screenshot: ';
 
 // sway with outputs [{ w, h, scale, transform }] side by side showing one pattern across all of
-// them, all at one scale. `shot` is grim's picture of it; `direct` runs a capture with no
-// portal to ask, so only reading the compositor directly gives a picture.
+// them, all at one scale. `shot` is grim's picture of it.
 async function waylandDesktop(t, outputs) {
   const dir = fs.mkdtempSync(path.join(os.tmpdir(), 'sc-wl-pic-'));
   const scale = outputs[0].scale || 1;
@@ -36,7 +35,9 @@ async function waylandDesktop(t, outputs) {
   assert.ok(shown, 'grim shows the pattern on every output');
   // Qt is asked for its wayland platform: the module must go through XWayland anyway.
   const child = { ...s.env, QT_QPA_PLATFORM: 'wayland' };
-  return { ...s, scale, shot, child, direct: { ...child, DBUS_SESSION_BUS_ADDRESS: 'unix:path=/nonexistent' } };
+  // `portal` always asks the portal; `direct` has none to ask, so only reading the compositor
+  // directly gives a picture.
+  return { ...s, scale, shot, child, portal: { ...child, SCREENCAPTURE_NO_SCREENCOPY: '1' }, direct: { ...child, DBUS_SESSION_BUS_ADDRESS: 'unix:path=/nonexistent' } };
 }
 
 // Drags the region r (logical pixels) and confirms with Enter; returns the clipboard image.
@@ -71,7 +72,7 @@ test('Wayland session', async (t) => {
   ].map(async ([mode, file, line], i) => {
     const portal = await standinPortal(mode, file);
     t.after(() => portal.stop());
-    const env = { ...x.child, ...portal.env };
+    const env = { ...x.portal, ...portal.env };
     if (i === 0) delete env.DISPLAY; // no XWayland: Qt's xcb plugin must not take the host down
     const child = h.spawnChild(env, [{ op: 'capture', args: 'cb3' }]);
     t.after(() => child.kill());
@@ -115,7 +116,7 @@ test('Wayland session', async (t) => {
 
     // Nothing shows above the overlay: it makes way for the save dialog, which gets the keys.
     // The picture comes from the portal, as on a compositor without the direct way.
-    child = await h.startCapture(t, { ...s, width: 2 * W, height: H }, { env: { ...s.child, HOME: s.env.XDG_RUNTIME_DIR, SCREENCAPTURE_NO_SCREENCOPY: '1' } });
+    child = await h.startCapture(t, { ...s, width: 2 * W, height: H }, { env: { ...s.portal, HOME: s.env.XDG_RUNTIME_DIR } });
     await h.drag(s.env, region.x, region.y, region.x + region.w, region.y + region.h);
     await h.clickAt(s.env, ...Object.values(h.toolButton(layout, h.toolPlacement(layout, region, 2 * W, H).selecting, 'tool_save')));
     await h.waitForWindowNamed(s.env, '存储', { child });
@@ -143,7 +144,7 @@ test('Wayland session', async (t) => {
     for (const file of [link, theirs]) {
       const portal = await standinPortal('file', file);
       t.after(() => portal.stop());
-      const child = await h.startCapture(t, { ...x, width: 320, height: 240 }, { env: { ...x.child, ...portal.env } });
+      const child = await h.startCapture(t, { ...x, width: 320, height: 240 }, { env: { ...x.portal, ...portal.env } });
       await h.key(x.env, 'Escape');
       assert.deepEqual((await child.result()).calls, EXIT);
       assert.ok(fs.existsSync(file) && fs.existsSync(picture), `${path.basename(file)} is left alone`);
