@@ -112,6 +112,21 @@ m plat-link $P/portal/portalscreenshot.cpp 'info.isSymLink() || ' '' \
     'a link answered by the portal is removed'
 m plat-owner $P/portal/portalscreenshot.cpp 'info.ownerId() != ::geteuid() ||' '' \
     "another user's file answered by the portal is removed"
+C=$P/wlroots/screencopy.cpp
+m wlr-used $P/portal/portaldesktop.cpp 'if (screencopy_) {' 'if (false) {' \
+    'sway and the other wlroots desktops wait for the portal again'
+m wlr-turn $C 'image.transformed(QTransform().rotate(90));' 'image.transformed(QTransform().rotate(270));' \
+    'a turned monitor shows upside down'
+m wlr-invert $C 'image = image.mirrored(false, true);' '' \
+    'a compositor copying upside down gives an upside-down desktop'
+m wlr-flip $C 'if (out.transform & 4)' 'if (out.transform & 8)' \
+    'a mirrored monitor shows unmirrored'
+m wlr-scale $C 'scale = qMax(scale, qreal(width) / out->logical.width());' 'scale = qMax(scale, qreal(1));' \
+    'a scale 2 monitor is copied at half its resolution'
+m wlr-place $C 'QPointF(out->position - extent.topLeft()) * scale' 'QPointF(extent.topLeft() - out->position) * scale' \
+    'the second monitor is left out of the picture'
+m wlr-copyonce $C 'wl_proxy*>(frame)) < 3)' 'wl_proxy*>(frame)) < 4)' \
+    'every output is copied twice: the compositor ends the connection and the portal is asked'
 m item-glass $D/screenshotgraphicsitem.cpp 'int(pixmapPoint.x() - 15), int(pixmapPoint.y() - 15), 30, 30' 'int(pixmapPoint.x() - 14), int(pixmapPoint.y() - 15), 30, 30' \
     'the magnifier shows the pixel beside the cursor'
 m item-sizebox $D/screenshotsizegraphicitem.cpp 'QColor dark(0, 0, 0, 200);' 'QColor dark(0, 0, 0, 150);' \

@@ -313,27 +313,10 @@ const zwlr_screencopy_frame_v1_listener frameListener{
     },
 };
 
-// The output's pixels turned the way the desktop shows them: the copy is in the output's own
-// buffer orientation, upside down when the compositor says so.
 QImage oriented(const Output& out) {
-    QImage image(static_cast<const uchar*>(out.pixels->data), out.size.width(), out.size.height(),
-                 out.stride, imageFormat(out.format));
-    if (out.flags & ZWLR_SCREENCOPY_FRAME_V1_FLAGS_Y_INVERT)
-        image = image.mirrored(false, true);
-    switch (out.transform & 3) {
-    case 1:
-        image = image.transformed(QTransform().rotate(90));
-        break;
-    case 2:
-        image = image.mirrored(true, true);
-        break;
-    case 3:
-        image = image.transformed(QTransform().rotate(270));
-        break;
-    }
-    if (out.transform & 4)
-        image = image.mirrored(true, false);
-    return image;
+    return orient(QImage(static_cast<const uchar*>(out.pixels->data), out.size.width(),
+                         out.size.height(), out.stride, imageFormat(out.format)),
+                  out.transform, out.flags & ZWLR_SCREENCOPY_FRAME_V1_FLAGS_Y_INVERT);
 }
 
 void makeOpaque(Mapping& m) {
@@ -347,6 +330,25 @@ bool rotated(const Output& out) {
 }
 
 } // namespace
+
+QImage orient(QImage image, int transform, bool yInverted) {
+    if (yInverted)
+        image = image.mirrored(false, true);
+    switch (transform & 3) {
+    case 1:
+        image = image.transformed(QTransform().rotate(90));
+        break;
+    case 2:
+        image = image.mirrored(true, true);
+        break;
+    case 3:
+        image = image.transformed(QTransform().rotate(270));
+        break;
+    }
+    if (transform & 4)
+        image = image.mirrored(true, false);
+    return image;
+}
 
 Desktop capture(int timeoutMs) {
     Desktop result;

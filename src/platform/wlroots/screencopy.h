@@ -25,6 +25,11 @@ constexpr int kTimeoutMs = 3000;
 // when first called, so the portal can be chosen on a compositor that has both.
 Desktop capture(int timeoutMs = kTimeoutMs);
 
+// An output's picture as the desktop shows it, from a copy in the output's own buffer
+// orientation: turned and mirrored by wl_output's transform (0-7), and first flipped when the
+// compositor copied it upside down.
+QImage orient(QImage copy, int transform, bool yInverted);
+
 } // namespace Screencopy
 
 #endif // SCREENCOPY_H
