@@ -119,7 +119,7 @@ m wlr-turn $C 'image.transformed(QTransform().rotate(90));' 'image.transformed(Q
     'a turned monitor shows upside down'
 m wlr-invert $C 'image = image.mirrored(false, true);' '' \
     'a compositor copying upside down gives an upside-down desktop'
-m wlr-flip $C 'if (out.transform & 4)' 'if (out.transform & 8)' \
+m wlr-flip $C 'if (transform & 4)' 'if (transform & 8)' \
     'a mirrored monitor shows unmirrored'
 m wlr-scale $C 'scale = qMax(scale, qreal(width) / out->logical.width());' 'scale = qMax(scale, qreal(1));' \
     'a scale 2 monitor is copied at half its resolution'
