@@ -125,8 +125,8 @@ m wlr-scale $C 'scale = qMax(scale, qreal(width) / out->logical.width());' 'scal
     'a scale 2 monitor is copied at half its resolution'
 m wlr-place $C 'QPointF(out->position - extent.topLeft()) * scale' 'QPointF(extent.topLeft() - out->position) * scale' \
     'the second monitor is left out of the picture'
-m wlr-copyonce $C 'wl_proxy*>(frame)) < 3)' 'wl_proxy*>(frame)) < 4)' \
-    'every output is copied twice: the compositor ends the connection and the portal is asked'
+m wlr-stride $C 'stride >= w * 4 &&' 'stride > w * 4 &&' \
+    'a buffer without padding is refused: sway is read through the portal again'
 m item-glass $D/screenshotgraphicsitem.cpp 'int(pixmapPoint.x() - 15), int(pixmapPoint.y() - 15), 30, 30' 'int(pixmapPoint.x() - 14), int(pixmapPoint.y() - 15), 30, 30' \
     'the magnifier shows the pixel beside the cursor'
 m item-sizebox $D/screenshotsizegraphicitem.cpp 'QColor dark(0, 0, 0, 200);' 'QColor dark(0, 0, 0, 150);' \

@@ -19,6 +19,10 @@
 #include <sys/un.h>
 #include <unistd.h>
 
+#ifndef MADV_POPULATE_WRITE
+#define MADV_POPULATE_WRITE 23 // Linux 5.14; older kernels refuse it, which costs nothing
+#endif
+
 namespace Screencopy {
 namespace {
 
@@ -274,6 +278,10 @@ void startCopy(Output* out, Session* s) {
     out->pixels = std::move(pixels);
     zwlr_screencopy_frame_v1_copy(out->frame, out->buffer);
     out->state = Output::Copying;
+    wl_display_flush(s->display);
+    // Fresh memory costs most on first touch: our side of it is mapped in while the compositor
+    // waits for its next frame instead of afterwards.
+    madvise(out->pixels->data, out->pixels->size, MADV_POPULATE_WRITE);
 }
 
 struct FrameContext {
@@ -414,9 +422,9 @@ Desktop capture(int timeoutMs) {
         scale = qMax(scale, qreal(width) / out->logical.width());
     }
     const QSize canvasSize(int(extent.width() * scale), int(extent.height() * scale));
+    // Both formats keep alpha, or padding, in the top byte of a word; Qt's are opaque there.
     for (const auto& out : s.outputs)
-        if (imageFormat(out->format) == QImage::Format_RGB32)
-            makeOpaque(*out->pixels);
+        makeOpaque(*out->pixels);
     result.ratio = scale;
 
     const Output& first = *s.outputs.front();
