@@ -10,6 +10,7 @@
 
 #include <cerrno>
 #include <cstring>
+#include <limits>
 #include <memory>
 #include <vector>
 
@@ -142,9 +143,9 @@ wl_display* connectPrivately(QString* why) {
             close(fd);
         return nullptr;
     }
+    // On failure wayland-client closes the socket itself.
     wl_display* display = wl_display_connect_to_fd(fd);
     if (!display) {
-        close(fd);
         *why =
             QStringLiteral("cannot talk to the compositor at %1").arg(QString::fromLocal8Bit(path));
     }
@@ -294,7 +295,9 @@ const zwlr_screencopy_frame_v1_listener frameListener{
     [](void* data, zwlr_screencopy_frame_v1* frame, uint32_t format, uint32_t w, uint32_t h,
        uint32_t stride) {
         auto* c = static_cast<FrameContext*>(data);
-        c->out->offeredShm = w > 0 && h > 0 && stride >= w * 4 && w < 65536 && h < 65536;
+        // A pool's size is a 32-bit int.
+        c->out->offeredShm = w > 0 && h > 0 && w < 65536 && stride >= w * 4 &&
+                             quint64(stride) * h <= quint64(std::numeric_limits<int32_t>::max());
         c->out->format = format;
         c->out->size = QSize(int(w), int(h));
         c->out->stride = int(stride);
