@@ -39,12 +39,14 @@ const median = (a) => [...a].sort((p, q) => p - q)[a.length >> 1];
     const r = {
       width: w, height: h, rounds: Number(rounds),
       start_median_ms: start.start_median_ms, start_min_ms: start.start_min_ms,
+      exposed_median_ms: start.exposed_median_ms, painted_median_ms: start.painted_median_ms,
       portal_start_median_ms: portal.start_median_ms,
       grim_png_median_ms: median(grim.png), grim_ppm_median_ms: median(grim.ppm),
     };
     r.start_over_grim_ppm = r.start_median_ms / r.grim_ppm_median_ms;
     console.log(`Wayland start-up ${w}x${h} (headless sway; ${rounds} rounds after ${warmups} warm-ups)`);
     console.log(`  screenCapture -> overlay painted  median ${r.start_median_ms.toFixed(1)} ms, min ${r.start_min_ms.toFixed(1)} ms`);
+    console.log(`    (window exposed ${r.exposed_median_ms.toFixed(1)} ms, painted and flushed ${r.painted_median_ms.toFixed(1)} ms)`);
     console.log(`  the same through the portal       median ${r.portal_start_median_ms.toFixed(1)} ms`);
     console.log(`  grim, PPM file                    median ${r.grim_ppm_median_ms.toFixed(1)} ms (PNG ${r.grim_png_median_ms.toFixed(1)} ms)`);
     console.log(`  start / grim PPM                  ${r.start_over_grim_ppm.toFixed(2)}`);
