@@ -9,6 +9,7 @@ const os = require('os');
 const path = require('path');
 const h = require('./harness');
 const { startSway, standinPortal, grim, logicalSize } = require('../../scripts/wayland-session');
+const { failingCompositor } = require('./failing-compositor');
 
 const T = { timeout: 120000 };
 const EXIT = [{ args: ['exit'], thisIsNull: true }];
@@ -74,10 +75,14 @@ test('Wayland session', async (t) => {
     t.after(() => portal.stop());
     const env = { ...x.portal, ...portal.env };
     if (i === 0) delete env.DISPLAY; // no XWayland: Qt's xcb plugin must not take the host down
+    // A compositor that fails the direct copy: the portal is asked, and refuses.
+    const failing = i === 2 && failingCompositor(path.join(x.env.XDG_RUNTIME_DIR, 'failing-wayland'));
+    if (failing) Object.assign(env, { WAYLAND_DISPLAY: failing.path, SCREENCAPTURE_NO_SCREENCOPY: '' });
     const child = h.spawnChild(env, [{ op: 'capture', args: 'cb3' }]);
-    t.after(() => child.kill());
+    t.after(() => { child.kill(); if (failing) failing.close(); });
     const r = await child.waitFor((l) => l.op === 'captured', { timeout: 45000, what: line });
     assert.deepEqual(r.calls, EXIT, line);
+    if (failing) await child.waitForStderr('reading the screen directly failed, asking the portal: the compositor failed to copy an output');
     await child.waitForStderr(FAILED + line);
     assert.deepEqual(await child.exited, { code: 0, signal: null });
     if (file === notPicture) assert.ok(fs.existsSync(notPicture), 'a file that is no picture is not removed');
