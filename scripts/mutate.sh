@@ -125,6 +125,10 @@ m wlr-scale $C 'scale = qMax(scale, qreal(width) / out->logical.width());' 'scal
     'a scale 2 monitor is copied at half its resolution'
 m wlr-place $C 'QPointF(out->position - extent.topLeft()) * scale' 'QPointF(extent.topLeft() - out->position) * scale' \
     'the second monitor is left out of the picture'
+m wlr-fallback $P/portal/portaldesktop.cpp 'if (image.isNull())
+            image = portalScreenshot(why);' 'if (image.isNull() && !screencopy_)
+            image = portalScreenshot(why);' \
+    'a failed direct copy ends the capture instead of asking the portal'
 m wlr-stride $C 'stride >= w * 4 &&' 'stride > w * 4 &&' \
     'a buffer without padding is refused: sway is read through the portal again'
 m item-glass $D/screenshotgraphicsitem.cpp 'int(pixmapPoint.x() - 15), int(pixmapPoint.y() - 15), 30, 30' 'int(pixmapPoint.x() - 14), int(pixmapPoint.y() - 15), 30, 30' \
