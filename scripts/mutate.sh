@@ -129,6 +129,8 @@ m wlr-fallback $P/portal/portaldesktop.cpp 'if (image.isNull())
             image = portalScreenshot(why);' 'if (image.isNull() && !screencopy_)
             image = portalScreenshot(why);' \
     'a failed direct copy ends the capture instead of asking the portal'
+m wlr-enlarge $C 'PIXMAN_FILTER_BILINEAR' 'PIXMAN_FILTER_NEAREST' \
+    'beside a scale 2 monitor a scale 1 one is enlarged blockily, unlike grim'
 m wlr-stride $C 'stride >= w * 4 &&' 'stride > w * 4 &&' \
     'a buffer without padding is refused: sway is read through the portal again'
 m item-glass $D/screenshotgraphicsitem.cpp 'int(pixmapPoint.x() - 15), int(pixmapPoint.y() - 15), 30, 30' 'int(pixmapPoint.x() - 14), int(pixmapPoint.y() - 15), 30, 30' \

@@ -3,7 +3,7 @@
 set -euo pipefail
 
 packages=(cmake g++ make pkg-config python3 qtbase5-dev qtbase5-dev-tools libxcb1-dev libxcb-shm0-dev
-          libwayland-dev libwayland-bin wayland-protocols xvfb xdotool
+          libwayland-dev libwayland-bin wayland-protocols libpixman-1-dev xvfb xdotool
           xclip imagemagick x11-utils x11-apps xauth fonts-dejavu-core openbox
           # the headless Wayland session of the tests and benchmarks
           sway swaybg grim xwayland xdg-desktop-portal xdg-desktop-portal-wlr pipewire dbus-daemon

@@ -6,9 +6,11 @@
 #include <QElapsedTimer>
 #include <QPainter>
 
+#include <pixman.h>
 #include <wayland-client.h>
 
 #include <cerrno>
+#include <cmath>
 #include <cstring>
 #include <limits>
 #include <memory>
@@ -330,9 +332,62 @@ QImage oriented(const Output& out) {
                   out.transform, out.flags & ZWLR_SCREENCOPY_FRAME_V1_FLAGS_Y_INVERT);
 }
 
-void makeOpaque(Mapping& m) {
-    auto* p = static_cast<quint32*>(m.data);
-    for (size_t i = 0, n = m.size / 4; i < n; ++i)
+pixman_format_code_t pixmanFormat(uint32_t format) {
+    return imageFormat(format) == QImage::Format_RGB32 ? PIXMAN_x8r8g8b8 : PIXMAN_x8b8g8r8;
+}
+
+// An output whose pixels do not fall one to one on the desktop's (a scale below the largest):
+// filtered as grim does, so both give the same pixels.
+void resample(const Output& out, QPoint origin, qreal scale, QImage* canvas) {
+    int width = out.size.width(), height = out.size.height();
+    if (out.transform & 1)
+        std::swap(width, height);
+    const double turn = (out.transform & 3) * M_PI / 2;
+    pixman_f_transform toCanvas;
+    pixman_f_transform_init_identity(&toCanvas);
+    pixman_f_transform_translate(&toCanvas, nullptr, -out.size.width() / 2.0,
+                                 -out.size.height() / 2.0);
+    pixman_f_transform_scale(&toCanvas, nullptr, double(out.logical.width()) / width,
+                             double(out.logical.height()) / height *
+                                 (out.flags & ZWLR_SCREENCOPY_FRAME_V1_FLAGS_Y_INVERT ? -1 : 1));
+    pixman_f_transform_rotate(&toCanvas, nullptr, std::round(std::cos(turn)),
+                              std::round(std::sin(turn)));
+    pixman_f_transform_scale(&toCanvas, nullptr, out.transform & 4 ? -1 : 1, 1);
+    pixman_f_transform_translate(&toCanvas, nullptr, out.logical.width() / 2.0,
+                                 out.logical.height() / 2.0);
+    pixman_f_transform_translate(&toCanvas, nullptr, out.position.x() - origin.x(),
+                                 out.position.y() - origin.y());
+    pixman_f_transform_scale(&toCanvas, nullptr, scale, scale);
+    pixman_f_transform fromCanvas;
+    pixman_transform transform;
+    if (!pixman_f_transform_invert(&fromCanvas, &toCanvas) ||
+        !pixman_transform_from_pixman_f_transform(&transform, &fromCanvas))
+        return;
+    pixman_image_t* source =
+        pixman_image_create_bits(pixmanFormat(out.format), out.size.width(), out.size.height(),
+                                 static_cast<uint32_t*>(out.pixels->data), out.stride);
+    pixman_image_t* target = pixman_image_create_bits(
+        PIXMAN_x8r8g8b8, canvas->width(), canvas->height(),
+        reinterpret_cast<uint32_t*>(canvas->bits()), int(canvas->bytesPerLine()));
+    if (source && target) {
+        pixman_image_set_transform(source, &transform);
+        pixman_image_set_filter(source, PIXMAN_FILTER_BILINEAR, nullptr, 0);
+        pixman_box32_t box{int(std::floor((out.position.x() - origin.x()) * scale)),
+                           int(std::floor((out.position.y() - origin.y()) * scale)), 0, 0};
+        box.x2 = qMin(canvas->width(), int(std::ceil(box.x1 + out.logical.width() * scale)));
+        box.y2 = qMin(canvas->height(), int(std::ceil(box.y1 + out.logical.height() * scale)));
+        pixman_image_composite32(PIXMAN_OP_SRC, source, nullptr, target, box.x1, box.y1, 0, 0,
+                                 box.x1, box.y1, box.x2 - box.x1, box.y2 - box.y1);
+    }
+    if (source)
+        pixman_image_unref(source);
+    if (target)
+        pixman_image_unref(target);
+}
+
+void makeOpaque(void* data, size_t size) {
+    auto* p = static_cast<quint32*>(data);
+    for (size_t i = 0, n = size / 4; i < n; ++i)
         p[i] |= 0xff000000u;
 }
 
@@ -427,7 +482,7 @@ Desktop capture(int timeoutMs) {
     const QSize canvasSize(int(extent.width() * scale), int(extent.height() * scale));
     // Both formats keep alpha, or padding, in the top byte of a word; Qt's are opaque there.
     for (const auto& out : s.outputs)
-        makeOpaque(*out->pixels);
+        makeOpaque(out->pixels->data, out->pixels->size);
     result.ratio = scale;
 
     const Output& first = *s.outputs.front();
@@ -442,9 +497,9 @@ Desktop capture(int timeoutMs) {
     }
     QImage canvas(canvasSize, QImage::Format_RGB32);
     canvas.fill(Qt::black);
+    std::vector<const Output*> resampled;
     QPainter painter(&canvas);
     painter.setCompositionMode(QPainter::CompositionMode_Source);
-    painter.setRenderHint(QPainter::SmoothPixmapTransform);
     for (const auto& out : s.outputs) {
         const QRectF target(QPointF(out->position - extent.topLeft()) * scale,
                             QSizeF(out->logical) * scale);
@@ -453,9 +508,13 @@ Desktop capture(int timeoutMs) {
             QPointF(target.topLeft().toPoint()) == target.topLeft())
             painter.drawImage(target.topLeft().toPoint(), image);
         else
-            painter.drawImage(target, image);
+            resampled.push_back(out.get());
     }
     painter.end();
+    for (const Output* out : resampled)
+        resample(*out, extent.topLeft(), scale, &canvas);
+    if (!resampled.empty())
+        makeOpaque(canvas.bits(), size_t(canvas.sizeInBytes()));
     result.image = canvas;
     return result;
 }
