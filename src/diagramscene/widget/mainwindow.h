@@ -5,6 +5,7 @@
 
 #include <QImage>
 #include <QRect>
+#include <QVector>
 #include <QWidget>
 
 class LinuxDiagramScene;
@@ -25,6 +26,8 @@ public:
 
     void setMainWindowRect(QRect const& rect);
     void setScreenPixmap(QPixmap* pixmap);
+    // The monitors' rectangles in window coordinates; none means the whole window is seen.
+    void setMonitors(QVector<QRect> const& list);
     void showPaintToolWidget(QPointF const& pos);
     void hidePaintToolWidget();
     void showPaintView();
@@ -77,6 +80,7 @@ protected:
 private:
     void insertShape(PaintShape shape);
     void paintDimmed(QPainter& painter);
+    QRect monitorAt(QPoint const& p) const;
 
     LinuxDiagramScene* diagramScene;
     QGraphicsView* diagramView;
@@ -97,6 +101,7 @@ private:
     // repaints (every mouse move repaints under the selection) are one copy, not a blend.
     QImage dimmedCache;
     bool paintedOnce = false;
+    QVector<QRect> monitors;
 };
 
 #endif // MAINWINDOW_H

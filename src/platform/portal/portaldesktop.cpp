@@ -1,4 +1,5 @@
 #include "../backends.h"
+#include "../desktoplayout.h"
 #include "../desktopplatform.h"
 #include "../overlayplacement.h"
 #include "../wlroots/screencopy.h"
@@ -14,8 +15,14 @@ namespace {
 // XWayland's list would miss them: no region is proposed.
 class PortalDesktop : public DesktopPlatform {
 public:
-    bool freeze(QRect const& rect, WId, FrozenDesktop* out, QString* why) override {
+    bool freeze(WId, FrozenDesktop* out, QString* why) override {
+        const DesktopLayout d = desktopLayout();
+        if (d.logical.isEmpty()) {
+            *why = QStringLiteral("XWayland shows no output");
+            return false;
+        }
         QImage image;
+        qreal ratio = 0;
         if (screencopy_) {
             Screencopy::Desktop direct = Screencopy::capture();
             // A compositor without the protocol never gains it: not asked again.
@@ -24,24 +31,31 @@ public:
                 qWarning().noquote()
                     << "reading the screen directly failed, asking the portal:" << direct.error;
             image = std::move(direct.image);
+            ratio = direct.ratio;
+        }
+        if (image.isNull()) {
+            image = portalScreenshot(why);
+            ratio = 0;
         }
         if (image.isNull())
-            image = portalScreenshot(why);
-        if (image.isNull())
             return false;
-        // The window maps the picture onto the desktop by whole ratios; a picture of another
-        // shape (an output left out) is stretched rather than cropped at the wrong place.
-        const int ratio = qMax(1, image.width() / rect.width());
-        if (image.size() != rect.size() * ratio)
-            image =
-                image.scaled(rect.size() * ratio, Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
+        // XWayland's pixels are the outputs' logical ones; the picture is in the outputs'
+        // device pixels, as much larger as their scale, fractional or not. One of another
+        // shape (an output left out) is stretched rather than cropped at the wrong place; one
+        // pixel short is the composition rounding a fractional size down.
+        if (ratio <= 0)
+            ratio = qMax(1.0, qreal(image.width()) / d.logical.width());
+        const QSize size(qRound(d.logical.width() * ratio), qRound(d.logical.height() * ratio));
+        if (qAbs(image.width() - size.width()) > 1 || qAbs(image.height() - size.height()) > 1)
+            image = image.scaled(size, Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
         out->picture = QPixmap::fromImage(std::move(image));
+        out->picture.setDevicePixelRatio(ratio);
+        out->rect = d.logical;
+        out->monitors = d.monitors;
         return true;
     }
 
-    void showOverlay(QWidget* overlay, QRect const& rect) override {
-        placeOverlay(overlay, rect, OverlayPlacement::Unmanaged);
-    }
+    void showOverlay(QWidget* overlay, QRect const& rect) override { placeOverlay(overlay, rect); }
 
 private:
     bool screencopy_ = true;
