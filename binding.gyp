@@ -3,7 +3,7 @@
 {
   'variables': {
     # pkg-config packages linked in: add a word here for another library.
-    'pkg_config_packages': 'Qt5Core Qt5Gui Qt5Widgets Qt5DBus xcb xcb-shm x11',
+    'pkg_config_packages': 'Qt5Core Qt5Gui Qt5Widgets Qt5DBus xcb xcb-shm x11 wayland-client wayland-scanner wayland-protocols pixman-1',
     'qt_bin': '<!(sh gyp/qt.sh bin)',
   },
   'target_defaults': {
@@ -37,11 +37,26 @@
       ],
       # Node turns this warning off for its own headers; the core gets plain -Wall -Wextra.
       'cflags!': ['-Wno-unused-parameter'],
+      'include_dirs': ['<(SHARED_INTERMEDIATE_DIR)/wayland'],
       'sources': [
         '<!@(sh gyp/qt.sh sources core)',
         '<!@(sh gyp/qt.sh moc-headers)',
+        # Wayland protocols spoken to wlroots compositors, turned into C at build time.
+        'src/platform/wlroots/wlr-screencopy-unstable-v1.xml',
+        '<!(sh gyp/qt.sh wayland-protocols)/unstable/xdg-output/xdg-output-unstable-v1.xml',
       ],
       'rules': [
+        {
+          'rule_name': 'wayland-scanner',
+          'extension': 'xml',
+          'outputs': [
+            '<(SHARED_INTERMEDIATE_DIR)/wayland/<(RULE_INPUT_ROOT)-client-protocol.h',
+            '<(SHARED_INTERMEDIATE_DIR)/wayland/<(RULE_INPUT_ROOT)-protocol.c',
+          ],
+          'action': ['sh', 'gyp/qt.sh', 'wayland-scanner', '<(RULE_INPUT_PATH)', '<@(_outputs)'],
+          'message': 'wayland-scanner <(RULE_INPUT_PATH)',
+          'process_outputs_as_sources': 1,
+        },
         {
           'rule_name': 'moc',
           'extension': 'h',

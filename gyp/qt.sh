@@ -5,12 +5,14 @@
 #   qt.sh bin              Qt's host tools directory (moc, rcc)
 #   qt.sh sources core|module   .cpp files: under src/diagramscene and src/platform, or the rest of src
 #   qt.sh moc-headers      headers that declare a QObject
+#   qt.sh wayland-protocols      the directory of wayland-protocols' descriptions
+#   qt.sh wayland-scanner XML HEADER CODE   the C binding of a Wayland protocol
 # On a missing piece it prints one line naming the Debian packages and fails.
 set -u
 cd "$(dirname "$0")/.."
 
 missing() {
-    echo "screencapture: $1 not found; install the build dependencies with: sudo apt-get install qtbase5-dev qtbase5-dev-tools libxcb1-dev libxcb-shm0-dev libx11-dev pkg-config g++ make python3" >&2
+    echo "screencapture: $1 not found; install the build dependencies with: sudo apt-get install qtbase5-dev qtbase5-dev-tools libxcb1-dev libxcb-shm0-dev libx11-dev libwayland-dev libwayland-bin wayland-protocols libpixman-1-dev pkg-config g++ make python3" >&2
     exit 1
 }
 
@@ -46,8 +48,17 @@ sources)
     fi | LC_ALL=C sort
     ;;
 moc-headers) grep -rl --include='*.h' Q_OBJECT src | LC_ALL=C sort ;;
+wayland-protocols)
+    pkg-config --variable=pkgdatadir wayland-protocols 2>/dev/null | grep . || missing "wayland-protocols (pkg-config)"
+    ;;
+wayland-scanner)
+    scanner=$(pkg-config --variable=wayland_scanner wayland-scanner 2>/dev/null) && [ -x "$scanner" ] ||
+        missing "wayland-scanner"
+    mkdir -p "$(dirname "$2")" "$(dirname "$3")"
+    "$scanner" client-header "$1" "$2" && "$scanner" private-code "$1" "$3"
+    ;;
 *)
-    echo "usage: $0 check|cflags|libs|bin|sources|moc-headers" >&2
+    echo "usage: $0 check|cflags|libs|bin|sources|moc-headers|wayland-protocols|wayland-scanner" >&2
     exit 2
     ;;
 esac

@@ -145,6 +145,27 @@ m host-png $Q 'png = clipboardPng();' '' \
     'capture() gives no picture'
 m host-second $Q 'refusal = "screencapture: a capture is already open";' ';' \
     'a second capture() starts while one is open'
+C=$P/wlroots/screencopy.cpp
+m wlr-used $P/portal/portaldesktop.cpp 'if (screencopy_) {' 'if (false) {' \
+    'sway and the other wlroots desktops wait for the portal again'
+m wlr-turn $C 'image.transformed(QTransform().rotate(90));' 'image.transformed(QTransform().rotate(270));' \
+    'a turned monitor shows upside down'
+m wlr-invert $C 'image = image.mirrored(false, true);' '' \
+    'a compositor copying upside down gives an upside-down desktop'
+m wlr-flip $C 'if (transform & 4)' 'if (transform & 8)' \
+    'a mirrored monitor shows unmirrored'
+m wlr-scale $C 'scale = qMax(scale, qreal(width) / out->logical.width());' 'scale = qMax(scale, qreal(1));' \
+    'a scale 2 monitor is copied at half its resolution'
+m wlr-place $C 'QPointF(out->position - extent.topLeft()) * scale' 'QPointF(extent.topLeft() - out->position) * scale' \
+    'the second monitor is left out of the picture'
+m wlr-fallback $P/portal/portaldesktop.cpp 'if (image.isNull()) {
+            image = portalScreenshot(why);' 'if (image.isNull() && !screencopy_) {
+            image = portalScreenshot(why);' \
+    'a failed direct copy ends the capture instead of asking the portal'
+m wlr-enlarge $C 'PIXMAN_FILTER_BILINEAR' 'PIXMAN_FILTER_NEAREST' \
+    'beside a scale 2 monitor a scale 1 one is enlarged blockily, unlike grim'
+m wlr-stride $C 'stride >= w * 4 &&' 'stride > w * 4 &&' \
+    'a buffer without padding is refused: sway is read through the portal again'
 m item-glass $D/screenshotgraphicsitem.cpp 'int(pixmapPoint.x() - 15), int(pixmapPoint.y() - 15), 30, 30' 'int(pixmapPoint.x() - 14), int(pixmapPoint.y() - 15), 30, 30' \
     'the magnifier shows the pixel beside the cursor'
 m item-sizebox $D/screenshotsizegraphicitem.cpp 'QColor dark(0, 0, 0, 200);' 'QColor dark(0, 0, 0, 150);' \

@@ -2,7 +2,8 @@
 # Installs the Debian 12 packages needed to build and test; does nothing when all are present.
 set -euo pipefail
 
-packages=(cmake g++ make pkg-config python3 qtbase5-dev qtbase5-dev-tools libxcb1-dev libxcb-shm0-dev libx11-dev xvfb xdotool
+packages=(cmake g++ make pkg-config python3 qtbase5-dev qtbase5-dev-tools libxcb1-dev libxcb-shm0-dev libx11-dev
+          libwayland-dev libwayland-bin wayland-protocols libpixman-1-dev xvfb xdotool
           libglib2.0-dev xclip imagemagick x11-utils x11-apps xauth fonts-dejavu-core openbox
           # a second window manager for the monitor tests (its settings daemon comes with it)
           xfwm4

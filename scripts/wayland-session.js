@@ -116,7 +116,14 @@ async function grim(env, args = []) {
   return { width, height, data };
 }
 
-// Starts sway with outputs [{ w, h, scale }] side by side, each showing its picture (a PNG
+// An output's [width, height] on the desktop: its mode turned by its transform, over its scale.
+function logicalSize({ w, h, scale = 1, transform = 'normal' }) {
+  const turned = /90|270/.test(transform);
+  return [(turned ? h : w) / scale, (turned ? w : h) / scale];
+}
+
+// Starts sway with outputs [{ w, h, scale, transform }] (transform as sway's output command
+// takes it) side by side, each showing its picture (a PNG
 // file) through swaybg, and the portals. Returns { env, width, height, stop() } where env
 // reaches sway (WAYLAND_DISPLAY), its XWayland (DISPLAY) and the portal bus; width and height
 // are XWayland's (logical) desktop.
@@ -133,9 +140,9 @@ async function startSway(outputs, pictures) {
   };
   try {
     let x = 0;
-    const conf = outputs.map(({ w, h, scale = 1 }, i) => {
-      const line = `output HEADLESS-${i + 1} resolution ${w}x${h} position ${x} 0 scale ${scale}`;
-      x += w / scale;
+    const conf = outputs.map(({ w, h, scale = 1, transform = 'normal' }, i) => {
+      const line = `output HEADLESS-${i + 1} resolution ${w}x${h} position ${x} 0 scale ${scale} transform ${transform}`;
+      x += logicalSize(outputs[i])[0];
       return line;
     });
     const ready = path.join(swayDir, 'ready');
@@ -162,7 +169,7 @@ async function startSway(outputs, pictures) {
       QT_QPA_PLATFORM: 'xcb',
     };
     delete env.QT_MESSAGE_PATTERN;
-    Object.assign(session, { env, width: x, height: Math.max(...outputs.map((o) => o.h / (o.scale || 1))) });
+    Object.assign(session, { env, width: x, height: Math.max(...outputs.map((o) => logicalSize(o)[1])) });
 
     // The headless backend starts with one output; the others are added here.
     for (let i = 1; i < outputs.length; i++) await run('swaymsg', ['create_output'], { env });
@@ -191,4 +198,4 @@ async function startSway(outputs, pictures) {
   }
 }
 
-module.exports = { startSway, standinPortal, grim, run, until, start, stop, privateDir };
+module.exports = { startSway, standinPortal, grim, run, until, start, stop, privateDir, logicalSize };

@@ -8,27 +8,42 @@ const fs = require('fs');
 const os = require('os');
 const path = require('path');
 const h = require('./harness');
-const { startSway, standinPortal, grim } = require('../../scripts/wayland-session');
+const { startSway, standinPortal, grim, logicalSize } = require('../../scripts/wayland-session');
+const { failingCompositor } = require('./failing-compositor');
 
 const T = { timeout: 120000 };
 const EXIT = [{ args: ['exit'], thisIsNull: true }];
 const FAILED = 'capture ended without a screenshot: ';
 
-// sway with outputs [{ w, h, scale }] side by side showing one pattern across all of them.
+// sway with outputs [{ w, h, scale, transform }] side by side showing one pattern across all of
+// them (each at its own scale). `shot` is grim's picture of it, at the largest scale.
 async function waylandDesktop(t, outputs) {
   const dir = fs.mkdtempSync(path.join(os.tmpdir(), 'sc-wl-pic-'));
+  const scales = outputs.map((o) => o.scale || 1);
+  const scale = Math.max(...scales);
   let x = 0;
   const pictures = outputs.map((o, i) => {
     const file = path.join(dir, `${i}.png`);
-    const crop = h.image(o.w, o.h, (px, py) => h.patternPixel(x * (o.scale || 1) + px, py));
-    fs.writeFileSync(file, h.writePng(o.w, o.h, crop.data));
-    x += o.w / (o.scale || 1);
+    const [w, h2] = logicalSize(o).map((v) => v * scales[i]);
+    const crop = h.image(w, h2, (px, py) => h.patternPixel(x * scales[i] + px, py));
+    fs.writeFileSync(file, h.writePng(w, h2, crop.data));
+    x += logicalSize(o)[0];
     return file;
   });
   const s = await startSway(outputs, pictures);
   t.after(() => s.stop().then(() => fs.rmSync(dir, { recursive: true, force: true })));
+  let shot;
+  // Where sway or grim resample an output (scales that differ or are fractional) the pattern
+  // is only in the picture's size.
+  const whole = { x: 0, y: 0, w: x * scale, h: s.height * scale };
+  const exact = Number.isInteger(scale) && scales.every((k) => k === scale);
+  const shows = (img) => (exact ? h.patternCropMismatch(img, whole) === null : img.width === whole.w);
+  assert.ok(await h.waitUntil(async () => shows(shot = await grim(s.env))), 'grim shows the pattern on every output');
   // Qt is asked for its wayland platform: the module must go through XWayland anyway.
-  return { ...s, child: { ...s.env, QT_QPA_PLATFORM: 'wayland' } };
+  const child = { ...s.env, QT_QPA_PLATFORM: 'wayland' };
+  // `portal` always asks the portal; `direct` has none to ask, so only reading the compositor
+  // directly gives a picture.
+  return { ...s, scale, shot, child, portal: { ...child, SCREENCAPTURE_NO_SCREENCOPY: '1' }, direct: { ...child, DBUS_SESSION_BUS_ADDRESS: 'unix:path=/nonexistent' } };
 }
 
 // Drags the region r (logical pixels) and confirms with Enter; returns the clipboard image.
@@ -37,6 +52,14 @@ async function copyRegion(s, child, r) {
   await h.sleep(150);
   await h.key(s.env, 'Return');
   return h.copiedImage(child, s.env);
+}
+
+// null when img is exactly grim's picture of the logical region r.
+function grimMismatch(s, img, r) {
+  const k = s.scale;
+  if (img.width !== r.w * k || img.height !== r.h * k) return `size ${img.width}x${img.height}, want ${r.w * k}x${r.h * k}`;
+  const cmp = h.comparePixels(img, (px, py) => h.pixelAt(s.shot, r.x * k + px, r.y * k + py), { tolerance: 0 });
+  return cmp.bad === 0 ? null : h.diffText(cmp);
 }
 
 test('Wayland session', async (t) => {
@@ -55,12 +78,16 @@ test('Wayland session', async (t) => {
   ].map(async ([mode, file, line], i) => {
     const portal = await standinPortal(mode, file);
     t.after(() => portal.stop());
-    const env = { ...x.child, ...portal.env };
+    const env = { ...x.portal, ...portal.env };
     if (i === 0) delete env.DISPLAY; // no XWayland: Qt's xcb plugin must not take the host down
+    // A compositor that fails the direct copy: the portal is asked, and refuses.
+    const failing = i === 2 && failingCompositor(path.join(x.env.XDG_RUNTIME_DIR, 'failing-wayland'));
+    if (failing) Object.assign(env, { WAYLAND_DISPLAY: failing.path, SCREENCAPTURE_NO_SCREENCOPY: '' });
     const child = h.spawnChild(env, [{ op: 'capture', args: 'cb3' }]);
-    t.after(() => child.kill());
+    t.after(() => { child.kill(); if (failing) failing.close(); });
     const r = await child.waitFor((l) => l.op === 'captured', { timeout: 45000, what: line });
     assert.deepEqual(r.calls, EXIT, line);
+    if (failing) await child.waitForStderr('reading the screen directly failed, asking the portal: the compositor failed to copy an output');
     await child.waitForStderr(FAILED + line);
     assert.deepEqual(await child.exited, { code: 0, signal: null });
     if (file === notPicture) assert.ok(fs.existsSync(notPicture), 'a file that is no picture is not removed');
@@ -70,20 +97,18 @@ test('Wayland session', async (t) => {
   await t.test('two outputs side by side: the frozen picture dimmed over both, a region across the border copied, text typed, Esc, save as', T, async (t) => {
     const [W, H] = [640, 480];
     const s = await waylandDesktop(t, [{ w: W, h: H }, { w: W, h: H }]);
-    let child = await h.startCapture(t, { ...s, width: 2 * W, height: H }, { env: s.child });
+    let child = await h.startCapture(t, { ...s, width: 2 * W, height: H }, { env: s.direct });
     const dimmed = (shot) => h.comparePixels(shot, (px, py) => h.dimmedPattern(px, py));
     let cmp;
     const ok = await h.waitUntil(async () => (cmp = dimmed(await grim(s.env))).bad === 0, { timeout: 15000 });
     assert.ok(ok, `overlay over ${2 * W}x${H}: ${h.diffText(cmp)}`);
     const region = { x: W - 150, y: 100, w: 300, h: 200 };
-    const img = await copyRegion(s, child, region);
-    assert.equal(h.patternCropMismatch(img, region), null);
-    assert.ok(!fs.existsSync('/tmp/out.png'), 'the portal\'s file for this capture is removed');
+    assert.equal(grimMismatch(s, await copyRegion(s, child, region), region), null);
     await child.kill();
 
     // Text goes to the text annotation; then Esc ends the session.
     const layout = await h.layoutProbe(s.env);
-    child = await h.startCapture(t, { ...s, width: 2 * W, height: H }, { env: s.child });
+    child = await h.startCapture(t, { ...s, width: 2 * W, height: H }, { env: s.direct });
     await h.drag(s.env, region.x, region.y, region.x + region.w, region.y + region.h);
     // The toolbar stays on the right output, where the region's bottom-right corner is.
     const onRight = (p) => ({ ...p, x: Math.max(p.x, W) });
@@ -102,7 +127,8 @@ test('Wayland session', async (t) => {
     await child.kill();
 
     // Nothing shows above the overlay: it makes way for the save dialog, which gets the keys.
-    child = await h.startCapture(t, { ...s, width: 2 * W, height: H }, { env: { ...s.child, HOME: s.env.XDG_RUNTIME_DIR } });
+    // The picture comes from the portal, as on a compositor without the direct way.
+    child = await h.startCapture(t, { ...s, width: 2 * W, height: H }, { env: { ...s.portal, HOME: s.env.XDG_RUNTIME_DIR } });
     await h.drag(s.env, region.x, region.y, region.x + region.w, region.y + region.h);
     await h.clickAt(s.env, ...Object.values(h.toolButton(layout, onRight(h.toolPlacement(layout, region, 2 * W, H).selecting), 'tool_save')));
     await h.waitForWindowNamed(s.env, '存储', { child });
@@ -114,6 +140,7 @@ test('Wayland session', async (t) => {
     await h.key(s.env, 'Return');
     assert.deepEqual((await child.result()).calls, [{ args: ['save'], thisIsNull: true }]);
     assert.equal(h.patternCropMismatch(h.readPng(fs.readFileSync(saved)), region), null);
+    assert.ok(!fs.existsSync('/tmp/out.png'), 'the portal\'s file for this capture is removed');
   });
 
   await t.test('the portal\'s file stays when it is a link or another user\'s', T, async (t) => {
@@ -129,7 +156,7 @@ test('Wayland session', async (t) => {
     for (const file of [link, theirs]) {
       const portal = await standinPortal('file', file);
       t.after(() => portal.stop());
-      const child = await h.startCapture(t, { ...x, width: 320, height: 240 }, { env: { ...x.child, ...portal.env } });
+      const child = await h.startCapture(t, { ...x, width: 320, height: 240 }, { env: { ...x.portal, ...portal.env } });
       await h.key(x.env, 'Escape');
       assert.deepEqual((await child.result()).calls, EXIT);
       assert.ok(fs.existsSync(file) && fs.existsSync(picture), `${path.basename(file)} is left alone`);
@@ -148,16 +175,17 @@ test('Wayland session', async (t) => {
   for (const [scale, w, hgt, region] of [[2, 1280, 800, { x: 101, y: 51, w: 200, h: 150 }], [1.5, 1920, 1080, { x: 100, y: 50, w: 300, h: 200 }]]) {
     await t.test(`an output at scale ${scale}: the clipboard holds device pixels, unscaled`, T, async (t) => {
       const s = await waylandDesktop(t, [{ w, h: hgt, scale }]);
-      const screen = await grim(s.env);
-      assert.deepEqual([screen.width, screen.height], [w, hgt]);
-      const child = await h.startCapture(t, { ...s, width: w / scale, height: hgt / scale }, { env: s.child, settle: 300 });
-      const img = await copyRegion(s, child, region);
-      const want = { x: region.x * scale, y: region.y * scale, w: region.w * scale, h: region.h * scale };
-      assert.deepEqual([img.width, img.height], [want.w, want.h]);
-      const cmp = h.comparePixels(img, (px, py) => h.pixelAt(screen, want.x + px, want.y + py), { tolerance: 0 });
-      assert.equal(cmp.bad, 0, h.diffText(cmp));
+      const child = await h.startCapture(t, { ...s, width: w / scale, height: hgt / scale }, { env: s.direct, settle: 300 });
+      assert.equal(grimMismatch(s, await copyRegion(s, child, region), region), null);
     });
   }
+
+  await t.test('turned outputs of two scales side by side: the desktop as it shows', T, async (t) => {
+    const s = await waylandDesktop(t, [{ w: 640, h: 480, transform: '90' }, { w: 1280, h: 960, scale: 2, transform: 'flipped-270' }]);
+    const child = await h.startCapture(t, { ...s, width: 960, height: 640 }, { env: s.direct });
+    const region = { x: 400, y: 300, w: 200, h: 250 };
+    assert.equal(grimMismatch(s, await copyRegion(s, child, region), region), null);
+  });
 
   await failures;
 });
