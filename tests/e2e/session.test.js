@@ -124,3 +124,56 @@ test('two Main objects: Esc, right button and Enter end captures from either, al
   assert.deepEqual(dirs, [['//tmp'], ['/' + h.ROOT], ['//tmp']]);
   await child.kill();
 });
+
+// A capture ended while a text is typed (Esc, right button, toolbar undo then Esc), or by a
+// double click on the region, must leave nothing behind: the next capture in the process is
+// confirmed by Enter with the exact crop.
+test('after each ending of a text being typed, and a double click, the next capture confirms with Enter', { timeout: 240000 }, async (t) => {
+  const x = await h.desktop(t, W, H, h.makePatternImage(W, H));
+  const layout = await h.layoutProbe(x.env);
+  const child = h.spawnChild(x.env, [{ op: 'wait' }, { op: 'capture', args: 'cb3' }, { op: 'loop' }]);
+  t.after(() => child.kill());
+  let index = 0;
+  const next = async () => {
+    await child.waitFor(() => child.events('waiting').length > index, { what: `the host to wait before capture ${index}` });
+    await h.waitForOverlayGone(x.env);
+    child.send();
+    await h.waitForOverlay(x.env, { child });
+    await h.sleep(200);
+    return index++;
+  };
+  const region = { x: 300, y: 200, w: 400, h: 260 };
+  const place = h.toolPlacement(layout, region, W, H, 'fontPopup');
+  // [name, a text typed first, the ending, its word]
+  const endings = [
+    ['Escape', true, () => h.key(x.env, 'Escape'), 'exit'],
+    ['right button', true, () => h.clickAt(x.env, region.x + 200, region.y + 200, 3), 'exit'],
+    ['undo, then Escape', true, async () => {
+      await h.clickAt(x.env, ...Object.values(h.toolButton(layout, place.toolbar, 'tool_back')));
+      await h.sleep(200);
+      await h.key(x.env, 'Escape');
+    }, 'exit'],
+    ['a double click on the region', false, () => h.doubleClickAt(x.env, region.x + 200, region.y + 100), 'image'],
+  ];
+  let i = await next();
+  for (const [name, text, end, word] of endings) {
+    await h.drag(x.env, region.x, region.y, region.x + region.w, region.y + region.h);
+    if (text) {
+      await h.clickAt(x.env, ...Object.values(h.toolButton(layout, place.selecting, 'tool_text')));
+      await h.clickAt(x.env, region.x + 60, region.y + 60);
+      await h.type(x.env, 'ab');
+    }
+    await end();
+    assert.deepEqual(await h.ended(child, i), [word], name);
+    i = await next();
+    const crop = { x: 150 + 10 * i, y: 120, w: 500, h: 300 };
+    await h.drag(x.env, crop.x, crop.y, crop.x + crop.w, crop.y + crop.h);
+    await h.key(x.env, 'Return');
+    assert.deepEqual(await h.ended(child, i), ['image'], `Enter after ${name}`);
+    // The host serves the clipboard only while a capture runs its event loop.
+    i = await next();
+    assert.equal(h.patternCropMismatch(h.readPng(await h.readClipboard(x.env, 'image/png')), crop), null, `after ${name}`);
+  }
+  await h.key(x.env, 'Escape');
+  assert.deepEqual(await h.ended(child, i), ['exit']);
+});

@@ -60,6 +60,8 @@ protected:
     MagnifyingGlassGraphicsitem* glassItem_;
     QVector<QRect> hoverWindows_;
     QVector<QRect> hoverScreens_;
+    // The last click took the proposed region (its double click does not confirm).
+    bool clickTookRegion_ = false;
 };
 
 #endif // DIAGRAMBASESCENE_H
