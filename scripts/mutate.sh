@@ -114,16 +114,13 @@ m pop-mosaic $W/selectmasoicwidget.cpp 'void SelectMasoicWidget::slotLineWidth(i
     'a mosaic size picked while a stroke is selected does not reach it'
 m win-reset $W/mainwindow.cpp '    styleManager->resetSession();' '' \
     'after a text was being typed when a capture ended, Enter no longer confirms'
-m win-startreset $W/mainwindow.cpp '    // press comes after its confirm) does not reach this one.
-    resumeInitStatus();' '' \
-    'after a double click confirmed, the next capture cannot be confirmed'
 m win-saveclip $W/mainwindow.cpp 'saveImage(image, name);' 'saveImage(QApplication::clipboard()->image(), name);' \
     'save as writes whatever is on the clipboard when the dialog closes'
 m win-savewhy $W/mainwindow.cpp 'why = file.errorString();' ';' \
     'a file that could not be written goes unmentioned'
 m sel-gesture $S/diagrambasescene.cpp '    mouseStatus_ = 0;
     clickTookRegion_ = false;' '' \
-    'a press left over from the last capture starts a drag on the first move'
+    'after Esc with the button down, the next capture cannot be confirmed'
 m sel-emptyclick $S/diagrambasescene.cpp 'if (taken.width() <= 0 || taken.height() <= 0) {' 'if (false) {' \
     'a click where no window is proposed leaves the selection stuck'
 m sel-clicknudge $S/diagrambasescene.cpp '        captureScreentPixmapRelease();
