@@ -10,8 +10,8 @@
 // Every 2 to 5 sessions (seeded) a probe session drags a known region and presses Enter: it
 // fails unless the clipboard then holds exactly that crop of the screen, so state left over
 // by the sessions before it shows. Prints sessions, probes, result words, crashes, hangs and
-// sanitizer reports; the events of failing sessions (for a probe, those since the previous
-// probe) go to FILE (default monkey-failures.json) for --replay. Exit status 1 on any failure.
+// sanitizer reports; the events of failing sessions, with those since the last probe that
+// passed, go to FILE (default monkey-failures.json) for --replay. Exit status 1 on any failure.
 const { spawn } = require('child_process');
 const fs = require('fs');
 const os = require('os');
@@ -238,11 +238,12 @@ async function checkProbe(ctx, stats) {
 
 // One session: start it, send its events (random, or those of `events`), end it with Escape.
 // A probe session (`probe`, a rectangle) drags it out and presses Enter instead. Returns
-// { word, failure, log, probeFailed, checked (a probe before it was checked here) }.
+// { word, failure, log, checked (a probe before it was checked here) }.
 async function session(host, ctx, events, rnd, stats, probe) {
   const { env } = ctx;
   const index = host.sessions++;
   const log = probe ? [{ what: 'probe', rect: probe }] : [];
+  let probeFailure = null;
   const ended = () => host.events('captured').find((l) => l.index === index);
   const gone = () => host.exitCode !== undefined;
   try {
@@ -257,7 +258,7 @@ async function session(host, ctx, events, rnd, stats, probe) {
   }
   const checked = !!ctx.probe && !gone();
   const wrong = checked ? await checkProbe(ctx, stats) : null;
-  if (wrong) return stats.probeFailures++, { failure: wrong, log, probeFailed: true };
+  if (wrong) return stats.probeFailures++, { failure: wrong, log };
   if (probe && !gone()) {
     const { x, y, w, h: ph } = probe;
     const path = [1, 2, 3, 4].flatMap((k) => ['mousemove', x + Math.round((w * k) / 4), y + Math.round((ph * k) / 4), 'sleep', 0.03]);
@@ -265,7 +266,7 @@ async function session(host, ctx, events, rnd, stats, probe) {
     await h.waitUntil(() => ended() || gone(), { timeout: TIMEOUT });
     const word = ended() && (ended().calls[0] || { args: ['no callback'] }).args[0];
     if (word === 'image') ctx.probe = { rect: probe };
-    else if (!gone()) stats.probeFailures++, (ctx.probeFailure = `probe of ${JSON.stringify(probe)}: ${word ? `ended with "${word}"` : 'Enter did not end the session'}`);
+    else if (!gone()) stats.probeFailures++, (probeFailure = `probe of ${JSON.stringify(probe)}: ${word ? `ended with "${word}"` : 'Enter did not end the session'}`);
   }
   const planned = probe ? [] : events || Array.from({ length: 3 + Math.floor(rnd() * 30) });
   for (let i = 0; i < planned.length && !gone() && !ended() && (events || stats.events < opts.events); i++) {
@@ -303,12 +304,7 @@ async function session(host, ctx, events, rnd, stats, probe) {
     return { failure: `hang: the session did not end within ${TIMEOUT} ms of Escape; the host's last log lines:\n${tail}`, log };
   }
   const word = result.calls.length ? result.calls[0].args[0] : 'no callback';
-  if (ctx.probeFailure) {
-    const failure = ctx.probeFailure;
-    ctx.probeFailure = null;
-    return { word, failure, log, probeFailed: true, checked };
-  }
-  return { word, log, checked };
+  return probeFailure ? { word, failure: probeFailure, log, checked } : { word, log, checked };
 }
 
 async function main() {
@@ -347,12 +343,11 @@ async function main() {
       const r = await session(host, ctx, planned, rnd, stats, probe);
       stats.sessions++;
       if (r.word) stats.results[r.word] = (stats.results[r.word] || 0) + 1;
-      // The sessions since the last probe that passed; a failing probe is replayed with them.
+      // The sessions since the last probe that passed: a failure is replayed with them.
       if (r.checked) history = [];
       history.push({ session: s, events: r.log });
       if (r.failure) {
-        const sessions = r.probeFailed ? history : history.slice(-1);
-        stats.failed.push(...sessions.map((f, k) => ({ ...f, reason: k === sessions.length - 1 ? r.failure : 'before a failed probe' })));
+        stats.failed.push(...history.map((f, k) => ({ ...f, reason: k === history.length - 1 ? r.failure : 'before a failure' })));
         history = [];
         console.log(`session ${s}: ${r.failure}`);
         fs.writeFileSync(opts.out, JSON.stringify({ seed: opts.seed, width: x.width, height: x.height, sessions: stats.failed }, null, 1));
