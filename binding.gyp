@@ -17,6 +17,7 @@
       'src/diagramscene/scene',
       'src/diagramscene/global',
       'src/diagramscene/drawitem',
+      'src/platform',
     ],
   },
   'targets': [

@@ -11,7 +11,7 @@
 #include "linuxdiagramscene.h"
 #include "mainwindow.h"
 #include "screenshotgraphicsitem.h"
-#include "x11windowsnapshot.h"
+#include "x11/x11windowsnapshot.h"
 
 #include <QApplication>
 #include <QElapsedTimer>

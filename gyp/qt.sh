@@ -3,7 +3,7 @@
 #   qt.sh check PKG...      pkg-config, the packages and Qt's moc and rcc are all there
 #   qt.sh cflags|libs PKG...
 #   qt.sh bin              Qt's host tools directory (moc, rcc)
-#   qt.sh sources core|module   .cpp files: under src/diagramscene, or the rest of src
+#   qt.sh sources core|module   .cpp files: under src/diagramscene and src/platform, or the rest of src
 #   qt.sh moc-headers      headers that declare a QObject
 # On a missing piece it prints one line naming the Debian packages and fails.
 set -u
@@ -40,9 +40,9 @@ bin) bin ;;
 sources)
     # The same rule as CMakeLists.txt's globs, so a new file needs no edit in either.
     if [ "${1:-}" = core ]; then
-        find src/diagramscene -name '*.cpp'
+        find src/diagramscene src/platform -name '*.cpp'
     else
-        find src -path src/diagramscene -prune -o -name '*.cpp' -print
+        find src -path src/diagramscene -prune -o -path src/platform -prune -o -name '*.cpp' -print
     fi | LC_ALL=C sort
     ;;
 moc-headers) grep -rl --include='*.h' Q_OBJECT src | LC_ALL=C sort ;;

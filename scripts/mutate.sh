@@ -93,8 +93,25 @@ m item-frame $D/screenshotgraphicsitem.cpp 'area += QRect(int(p.x()) - edge, int
     'a dragged frame leaves its old middle handles behind'
 m item-square $D/mosaicgraphicsitem.cpp 'update(squareAt(p, squareSide()).adjusted(-1, -1, 1, 1));' 'update(squareAt(p, squareSide()).adjusted(0, 0, -4, -4));' \
     'mosaic squares show up cut at their right and bottom'
-m ses-grab $W/x11screengrab.cpp 'p[i] |= 0xff000000u;' '' \
+m ses-grab src/platform/x11/x11screengrab.cpp 'p[i] |= 0xff000000u;' '' \
     'the frozen desktop keeps whatever the X server left in the pixel padding'
+P=src/platform
+m plat-nested $P/desktopplatform.cpp 'if (wayland && onXWayland())' 'if (wayland)' \
+    'an X server nested in a Wayland session captures the outer desktop'
+m plat-session $P/session.cpp '!qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY") ||' '' \
+    'a Wayland session is captured as X11: a black desktop'
+m plat-emptygrab $P/x11/x11desktop.cpp 'no picture of the desktop");
+            return false;' 'no picture of the desktop");
+            return true;' \
+    'a failed grab shows a black desktop instead of ending the session'
+m plat-place $P/overlayplacement.cpp 'overlay->setGeometry(rect);' '' \
+    'on Wayland the overlay does not cover the desktop'
+m plat-portalplace $P/portal/portaldesktop.cpp 'OverlayPlacement::Unmanaged' 'OverlayPlacement::FullScreen' \
+    'on Wayland the overlay covers one output only'
+m plat-link $P/portal/portalscreenshot.cpp 'info.isSymLink() || ' '' \
+    'a link answered by the portal is removed'
+m plat-owner $P/portal/portalscreenshot.cpp 'info.ownerId() != ::geteuid() ||' '' \
+    "another user's file answered by the portal is removed"
 m item-glass $D/screenshotgraphicsitem.cpp 'int(pixmapPoint.x() - 15), int(pixmapPoint.y() - 15), 30, 30' 'int(pixmapPoint.x() - 14), int(pixmapPoint.y() - 15), 30, 30' \
     'the magnifier shows the pixel beside the cursor'
 m item-sizebox $D/screenshotsizegraphicitem.cpp 'QColor dark(0, 0, 0, 200);' 'QColor dark(0, 0, 0, 150);' \

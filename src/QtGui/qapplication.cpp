@@ -8,7 +8,7 @@
 #include <QUrl>
 
 #include "linuxstartscreen.h"
-#include "portalscreenshot.h"
+#include "session.h"
 
 extern QString g_ImagePath;
 

@@ -42,7 +42,6 @@ private slots:
         window.show();
         QVERIFY(QTest::qWaitForWindowExposed(&window));
         ts::dragPx(window.selectionView()->viewport(), QPoint(500, 500), QPoint(800, 500));
-        QCOMPARE(window.selectionScene()->selectStatus(), 2);
         QVERIFY(!window.toolBar()->isVisible());
         QVERIFY(window.getPixmap().isNull());
         // Its frame shows as a line.
@@ -83,7 +82,6 @@ private slots:
         ts::drag(view, QPointF(-50, -50), QPointF(50, 20));
         auto* mosaic = dynamic_cast<MosaicGraphicsItem*>(m->getLastItem());
         QVERIFY(mosaic);
-        QCOMPARE(mosaic->parentItem(), static_cast<QGraphicsItem*>(paint->mosaicGroup()));
         ts::drag(view, QPointF(0, 0), QPointF(30, 30)); // on the stroke
         QCOMPARE(m->getAllItem().size(), 2);
         QCOMPARE(mosaic->points().last(), QPointF(50, 20));
@@ -97,7 +95,6 @@ private slots:
         ts::release(view, QPointF(-30, 40));
         QCOMPARE(text->pos(), QPointF(-30, 40));
         QCOMPARE(text->textInteractionFlags(), Qt::TextEditorInteraction);
-        QVERIFY(m->textFlag);
 
         // A double click on the background confirms, although its first click made a text there.
         QSignalSpy confirmed(paint, &PaintRamScene::sigDoubleClick);

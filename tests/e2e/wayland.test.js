@@ -40,9 +40,9 @@ async function copyRegion(s, child, r) {
 }
 
 test('Wayland session', async (t) => {
-  // The silent portal takes the whole bounded wait, so the failure paths run alongside.
-  const x = await h.startXvfb();
-  t.after(() => x.stop());
+  // The silent portal takes the whole bounded wait, so the failure paths run alongside, on an
+  // XWayland of their own.
+  const x = await waylandDesktop(t, [{ w: 320, h: 240 }]);
   const notPicture = path.join(x.env.XDG_RUNTIME_DIR, 'not-a-picture.png');
   fs.writeFileSync(notPicture, 'not a picture');
   const failures = Promise.all([
@@ -55,7 +55,7 @@ test('Wayland session', async (t) => {
   ].map(async ([mode, file, line], i) => {
     const portal = await standinPortal(mode, file);
     t.after(() => portal.stop());
-    const env = { ...x.env, ...portal.env, WAYLAND_DISPLAY: 'wayland-sc-none' };
+    const env = { ...x.child, ...portal.env };
     if (i === 0) delete env.DISPLAY; // no XWayland: Qt's xcb plugin must not take the host down
     const child = h.spawnChild(env, [{ op: 'capture', args: 'cb3' }]);
     t.after(() => child.kill());
@@ -63,6 +63,7 @@ test('Wayland session', async (t) => {
     assert.deepEqual(r.calls, EXIT, line);
     await child.waitForStderr(FAILED + line);
     assert.deepEqual(await child.exited, { code: 0, signal: null });
+    if (file === notPicture) assert.ok(fs.existsSync(notPicture), 'a file that is no picture is not removed');
   }));
   failures.catch(() => {}); // reported by the await at the end
 
@@ -114,6 +115,33 @@ test('Wayland session', async (t) => {
     await h.key(s.env, 'Return');
     assert.deepEqual((await child.result()).calls, [{ args: ['save'], thisIsNull: true }]);
     assert.equal(h.patternCropMismatch(h.readPng(fs.readFileSync(saved)), region), null);
+  });
+
+  await t.test('the portal\'s file stays when it is a link or another user\'s', T, async (t) => {
+    const dir = fs.mkdtempSync(path.join(os.tmpdir(), 'sc-wl-file-'));
+    t.after(() => fs.rmSync(dir, { recursive: true, force: true }));
+    const picture = path.join(dir, 'picture.png');
+    fs.writeFileSync(picture, h.writePng(320, 240, h.makePatternImage(320, 240).data));
+    const link = path.join(dir, 'link.png');
+    fs.symlinkSync(picture, link);
+    const theirs = path.join(dir, 'theirs.png');
+    fs.copyFileSync(picture, theirs);
+    fs.chownSync(theirs, 65534, 65534);
+    for (const file of [link, theirs]) {
+      const portal = await standinPortal('file', file);
+      t.after(() => portal.stop());
+      const child = await h.startCapture(t, { ...x, width: 320, height: 240 }, { env: { ...x.child, ...portal.env } });
+      await h.key(x.env, 'Escape');
+      assert.deepEqual((await child.result()).calls, EXIT);
+      assert.ok(fs.existsSync(file) && fs.existsSync(picture), `${path.basename(file)} is left alone`);
+    }
+  });
+
+  await t.test('an X server nested in a Wayland session is captured as X11', T, async (t) => {
+    const d = await h.desktop(t, 640, 480, h.makePatternImage(640, 480));
+    const child = await h.startCapture(t, d, { env: { ...d.env, WAYLAND_DISPLAY: 'wayland-sc-none' } });
+    const region = { x: 40, y: 30, w: 200, h: 100 };
+    assert.equal(h.patternCropMismatch(await copyRegion(d, child, region), region), null);
   });
 
   await t.test('an output at scale 2: the clipboard holds device pixels', T, async (t) => {

@@ -1,12 +1,10 @@
 #include "linuxstartscreen.h"
 
+#include "desktopplatform.h"
 #include "eventfilter.h"
 #include "linuxdiagramscene.h"
 #include "mainwindow.h"
-#include "portalscreenshot.h"
 #include "stylemanager.h"
-#include "x11screengrab.h"
-#include "x11windowsnapshot.h"
 
 #include <QApplication>
 #include <QBackingStore>
@@ -21,38 +19,6 @@ static void registerResources() {
     Q_INIT_RESOURCE(diagramscene);
 }
 
-// X11: the root window, through the server's shared memory where it can, else through Qt.
-// Wayland: X clients see a black desktop there, so the portal's picture (in device pixels) is
-// used instead. Null, with the reason, on failure.
-static QPixmap* grabDesktop(const QRect& rect, QString* why) {
-    if (!isWaylandSession()) {
-        QScreen* screen = QGuiApplication::primaryScreen();
-        // Unscaled, logical pixels are the root's own; Qt's grab copies the picture twice
-        // after it came through the socket.
-        if (QGuiApplication::platformName() == QLatin1String("xcb") &&
-            screen->devicePixelRatio() == 1) {
-            QImage image = X11ScreenGrab::grab(rect);
-            if (!image.isNull())
-                return new QPixmap(QPixmap::fromImage(std::move(image)));
-        }
-        return new QPixmap(screen->grabWindow(0, rect.x(), rect.y(), rect.width(), rect.height()));
-    }
-    if (QGuiApplication::platformName() != QLatin1String("xcb")) {
-        *why = QStringLiteral("no XWayland: on a Wayland session the overlay needs an X display "
-                              "(DISPLAY is not set or cannot be opened)");
-        return nullptr;
-    }
-    QImage image = portalScreenshot(why);
-    if (image.isNull())
-        return nullptr;
-    // The window maps the picture onto the desktop by whole ratios; a picture of another shape
-    // (an output left out) is stretched rather than cropped at the wrong place.
-    const int ratio = qMax(1, image.width() / rect.width());
-    if (image.size() != rect.size() * ratio)
-        image = image.scaled(rect.size() * ratio, Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
-    return new QPixmap(QPixmap::fromImage(image));
-}
-
 LinuxStartScreen::LinuxStartScreen(QObject* parent)
     : QObject(parent), mainWindow_(nullptr), exitCode_(0), eventFilter_(nullptr) {
     mainWindow_ = new MainWindow(nullptr);
@@ -61,7 +27,15 @@ LinuxStartScreen::LinuxStartScreen(QObject* parent)
     eventFilter_ = new EventFilter(windows, nullptr);
     mainWindow_->setWindowFlags(Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint);
     connect(mainWindow_, &MainWindow::mainWindowExit, this, &LinuxStartScreen::slotCloseWindow);
+    // Nothing is drawn above a window placed without the window manager, so it makes way for
+    // the save dialog.
+    connect(mainWindow_, &MainWindow::showSaveAs, mainWindow_, [this] {
+        if (mainWindow_->windowFlags() & Qt::X11BypassWindowManagerHint)
+            mainWindow_->hide();
+    });
     warmUp();
+    // The desktop backend is chosen now, with the application.
+    DesktopPlatform::current();
 }
 
 // One-time work that would otherwise land on the first capture, done without showing
@@ -95,35 +69,6 @@ LinuxStartScreen::~LinuxStartScreen() {
     delete mainWindow_;
 }
 
-// The windows to snap to, topmost first, in the coordinates of the overlay covering `desktop`.
-// Read once with the grab, so they match the frozen picture; only X11 can list them.
-// Only an X11 desktop lists its windows; under XWayland the list would miss every native
-// Wayland window, so a Wayland session proposes no region at all.
-static bool snappingAvailable() {
-    return QGuiApplication::platformName() == QLatin1String("xcb") && !isWaylandSession();
-}
-
-static QVector<QRect> windowsOnDesktop(QRect const& desktop, WId overlay) {
-    QVector<QRect> out;
-    if (!snappingAvailable())
-        return out;
-    const qreal ratio = QGuiApplication::primaryScreen()->devicePixelRatio();
-    for (QRect const& r : X11WindowSnapshot::take(quint32(overlay))) {
-        const QRectF logical(r.x() / ratio, r.y() / ratio, r.width() / ratio, r.height() / ratio);
-        out << logical.toAlignedRect().translated(-desktop.topLeft());
-    }
-    return out;
-}
-
-static QVector<QRect> screensOnDesktop(QRect const& desktop) {
-    QVector<QRect> out;
-    if (!snappingAvailable())
-        return out;
-    for (QScreen* screen : QGuiApplication::screens())
-        out << screen->geometry().translated(-desktop.topLeft());
-    return out;
-}
-
 int LinuxStartScreen::startWinScreen(QApplication* app) {
     registerResources();
     StyleManager::instance();
@@ -133,44 +78,19 @@ int LinuxStartScreen::startWinScreen(QApplication* app) {
     const QRect area(topLeft, desktop->size());
     const QRect rect(area.left(), area.top(), area.right() - area.left() + 1,
                      area.bottom() - area.top() + 1);
+    DesktopPlatform& platform = DesktopPlatform::current();
+    FrozenDesktop frozen;
     QString why;
-    QPixmap* pixmap = grabDesktop(rect, &why);
-    if (!pixmap) {
+    if (!platform.freeze(rect, mainWindow_->internalWinId(), &frozen, &why)) {
         // Never a black or grey frozen screen: the session ends before it shows.
         qWarning().noquote() << "capture ended without a screenshot:" << why;
         exitCode_ = 0;
         return 0;
     }
     mainWindow_->setMainWindowRect(rect);
-    mainWindow_->setScreenPixmap(pixmap);
-    mainWindow_->selectionScene()->setHoverRegions(
-        windowsOnDesktop(rect, mainWindow_->internalWinId()), screensOnDesktop(rect));
-    if (!isWaylandSession()) {
-        mainWindow_->showFullScreen();
-        return QApplication::exec();
-    }
-    // A managed full-screen window covers one output only; one placed without the window
-    // manager covers the geometry it is given, but gets no focus from it. So the X keyboard is
-    // grabbed once the window is viewable: the window's, not Qt's widget grab, which would take
-    // the keys from a text being edited.
-    const Qt::WindowFlags flags = mainWindow_->windowFlags() | Qt::X11BypassWindowManagerHint;
-    if (mainWindow_->windowFlags() != flags)
-        mainWindow_->setWindowFlags(flags);
-    // Nothing is drawn above such a window, so it makes way for the save dialog.
-    connect(mainWindow_, &MainWindow::showSaveAs, mainWindow_, &QWidget::hide,
-            Qt::UniqueConnection);
-    mainWindow_->setGeometry(rect);
-    mainWindow_->show();
-    mainWindow_->activateWindow();
-    QTimer grab;
-    int tries = 0;
-    connect(&grab, &QTimer::timeout, this, [&] {
-        QWindow* window = mainWindow_->windowHandle();
-        if ((window && window->isExposed() && window->setKeyboardGrabEnabled(true)) ||
-            ++tries == 100)
-            grab.stop();
-    });
-    grab.start(20);
+    mainWindow_->setScreenPixmap(new QPixmap(std::move(frozen.picture)));
+    mainWindow_->selectionScene()->setHoverRegions(frozen.windows, frozen.screens);
+    platform.showOverlay(mainWindow_, rect);
     return QApplication::exec();
 }
 

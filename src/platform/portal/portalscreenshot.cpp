@@ -15,6 +15,8 @@
 #include <QTimer>
 #include <QUrl>
 
+#include <unistd.h>
+
 namespace {
 
 const char kService[] = "org.freedesktop.portal.Desktop";
@@ -31,33 +33,21 @@ void unlisten(QDBusConnection& bus, const QString& path, PortalRequest* request)
                    SLOT(response(uint, QVariantMap)));
 }
 
+// A picture the portal wrote for a request of ours is ours to remove, so no copy of the
+// desktop stays behind; anything else found under its name is left alone: a link, a file of
+// another user, one older than the request->
+void removePortalFile(const QString& file, const QDateTime& asked) {
+    const QFileInfo info(file);
+    if (file.isEmpty() || info.isSymLink() || !info.isFile() || info.ownerId() != ::geteuid() ||
+        info.lastModified().toUTC() < asked.addSecs(-2))
+        return;
+    QFile::remove(file);
+}
+
+// How long a request given up on still waits for its answer, to remove the file it brings.
+constexpr int kLateAnswerMs = 5 * 60 * 1000;
+
 } // namespace
-
-bool isWaylandSession() {
-    return !qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY") ||
-           qgetenv("XDG_SESSION_TYPE") == "wayland";
-}
-
-SessionPlatformScope::SessionPlatformScope() {
-    if (!isWaylandSession())
-        return;
-    hadValue_ = qEnvironmentVariableIsSet("QT_QPA_PLATFORM");
-    previous_ = qgetenv("QT_QPA_PLATFORM");
-    // Qt tries these in order; offscreen always starts, so the host never aborts for want of
-    // a display and the capture reports the missing XWayland instead.
-    qputenv("QT_QPA_PLATFORM",
-            qEnvironmentVariableIsEmpty("DISPLAY") ? "wayland;offscreen" : "xcb;wayland;offscreen");
-    changed_ = true;
-}
-
-SessionPlatformScope::~SessionPlatformScope() {
-    if (!changed_)
-        return;
-    if (hadValue_)
-        qputenv("QT_QPA_PLATFORM", previous_);
-    else
-        qunsetenv("QT_QPA_PLATFORM");
-}
 
 QImage portalScreenshot(QString* error, int timeoutMs) {
     auto fail = [error](const QString& why) {
@@ -76,8 +66,9 @@ QImage portalScreenshot(QString* error, int timeoutMs) {
         QStringLiteral("screencapture%1_%2").arg(QCoreApplication::applicationPid()).arg(++serial);
     const QString sender = bus.baseService().mid(1).replace(QLatin1Char('.'), QLatin1Char('_'));
     QString requestPath = QStringLiteral("%1/request/%2/%3").arg(kPath, sender, token);
-    PortalRequest request;
-    if (!listen(bus, requestPath, &request))
+    auto* request = new PortalRequest;
+    std::unique_ptr<PortalRequest> owned(request);
+    if (!listen(bus, requestPath, request))
         return fail(QStringLiteral("cannot subscribe to the portal's answer (%1)")
                         .arg(bus.lastError().message()));
 
@@ -89,57 +80,63 @@ QImage portalScreenshot(QString* error, int timeoutMs) {
                         {QStringLiteral("interactive"), false}};
     const QDateTime asked = QDateTime::currentDateTimeUtc();
     QDBusPendingCallWatcher watcher(bus.asyncCall(call, timeoutMs));
-    QObject::connect(&watcher, &QDBusPendingCallWatcher::finished, &request, [&] {
+    QObject::connect(&watcher, &QDBusPendingCallWatcher::finished, request, [&] {
         const QDBusPendingReply<QDBusObjectPath> reply = watcher;
         if (reply.isError()) {
-            request.fail(QStringLiteral("the desktop portal is not available (%1: %2)")
-                             .arg(reply.error().name(), reply.error().message()));
+            request->fail(QStringLiteral("the desktop portal is not available (%1: %2)")
+                              .arg(reply.error().name(), reply.error().message()));
             return;
         }
         // Older portals choose the request path themselves.
         const QString handle = reply.value().path();
-        if (handle != requestPath && !request.answered) {
-            unlisten(bus, requestPath, &request);
+        if (handle != requestPath && !request->answered) {
+            unlisten(bus, requestPath, request);
             requestPath = handle;
-            listen(bus, requestPath, &request);
+            listen(bus, requestPath, request);
         }
     });
     QDBusServiceWatcher gone(QString::fromLatin1(kService), bus,
                              QDBusServiceWatcher::WatchForUnregistration);
-    QObject::connect(&gone, &QDBusServiceWatcher::serviceUnregistered, &request, [&] {
-        request.fail(QStringLiteral("the desktop portal left the bus before answering"));
+    QObject::connect(&gone, &QDBusServiceWatcher::serviceUnregistered, request, [&] {
+        request->fail(QStringLiteral("the desktop portal left the bus before answering"));
     });
     QTimer timer;
     timer.setSingleShot(true);
-    QObject::connect(&timer, &QTimer::timeout, &request, [&] {
-        request.fail(QStringLiteral("no answer from the desktop portal within %1 s")
-                         .arg(timeoutMs / 1000.0));
+    QObject::connect(&timer, &QTimer::timeout, request, [&] {
+        request->fail(QStringLiteral("no answer from the desktop portal within %1 s")
+                          .arg(timeoutMs / 1000.0));
     });
     timer.start(timeoutMs);
-    request.loop.exec();
-    unlisten(bus, requestPath, &request);
+    request->loop.exec();
 
-    if (!request.answered) {
-        // Takes a permission dialog that may still be open away with us.
+    if (!request->answered) {
+        // Takes a permission dialog that may still be open away with us; should the portal
+        // answer all the same, its file is removed then.
         bus.send(QDBusMessage::createMethodCall(kService, requestPath, kRequest,
                                                 QStringLiteral("Close")));
-        return fail(request.failure);
+        request->late = [asked](uint code, const QVariantMap& results) {
+            const QString file =
+                QUrl(results.value(QStringLiteral("uri")).toString()).toLocalFile();
+            if (code == 0 && QImageReader(file).canRead())
+                removePortalFile(file, asked);
+        };
+        QTimer::singleShot(kLateAnswerMs, request, &QObject::deleteLater);
+        owned.release();
+        return fail(request->failure);
     }
-    if (request.code != 0)
+    unlisten(bus, requestPath, request);
+    if (request->code != 0)
         return fail(
             QStringLiteral("the desktop portal refused the screenshot (response %1%2)")
-                .arg(request.code)
-                .arg(request.code == 1 ? QStringLiteral(", cancelled or denied") : QString()));
-    const QString uri = request.results.value(QStringLiteral("uri")).toString();
+                .arg(request->code)
+                .arg(request->code == 1 ? QStringLiteral(", cancelled or denied") : QString()));
+    const QString uri = request->results.value(QStringLiteral("uri")).toString();
     const QString file = QUrl(uri).toLocalFile();
     QImageReader reader(file);
     const QImage image = reader.read();
-    // A file the portal wrote for this call is ours to remove: no picture left per capture.
-    const QFileInfo info(file);
-    if (!file.isEmpty() && info.isFile() && info.lastModified().toUTC() >= asked.addSecs(-2))
-        QFile::remove(file);
     if (image.isNull())
         return fail(QStringLiteral("cannot read the portal's screenshot \"%1\" (%2)")
                         .arg(uri, reader.errorString()));
+    removePortalFile(file, asked);
     return image;
 }

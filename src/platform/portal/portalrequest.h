@@ -6,7 +6,10 @@
 #include <QString>
 #include <QVariantMap>
 
-// Receives the one Response of a portal request and ends the wait.
+#include <functional>
+
+// Receives the one Response of a portal request and ends the wait. A request given up on
+// stays to receive a late answer, hands it to `late` and goes away.
 class PortalRequest : public QObject {
     Q_OBJECT
 public:
@@ -15,6 +18,7 @@ public:
     uint code = 0;
     QVariantMap results;
     QString failure;
+    std::function<void(uint, const QVariantMap&)> late;
 
     void fail(const QString& why) {
         if (failure.isEmpty() && !answered)
@@ -24,6 +28,11 @@ public:
 
 public slots:
     void response(uint c, const QVariantMap& r) {
+        if (late) {
+            late(c, r);
+            deleteLater();
+            return;
+        }
         answered = true;
         code = c;
         results = r;
