@@ -74,7 +74,10 @@ int main(int argc, char** argv) {
     window.setMainWindowRect(desk);
     window.setScreenPixmap(
         new QPixmap(QGuiApplication::primaryScreen()->grabWindow(0, 0, 0, w, h)));
-    window.selectionScene()->setHoverRegions(rects, {QRect(0, 0, w, h)});
+    QVector<QRectF> snapTo;
+    for (QRect const& r : rects)
+        snapTo << QRectF(r);
+    window.selectionScene()->setHoverRegions(snapTo, {QRectF(0, 0, w, h)});
     window.showFullScreen();
     QElapsedTimer wait;
     wait.start();

@@ -4,6 +4,8 @@ set -euo pipefail
 
 packages=(cmake g++ make pkg-config python3 qtbase5-dev qtbase5-dev-tools libxcb1-dev libxcb-shm0-dev xvfb xdotool
           xclip imagemagick x11-utils x11-apps xauth fonts-dejavu-core openbox
+          # a second window manager for the monitor tests (its settings daemon comes with it)
+          xfwm4
           # the headless Wayland session of the tests and benchmarks
           sway swaybg grim xwayland xdg-desktop-portal xdg-desktop-portal-wlr pipewire dbus-daemon
           x11-xserver-utils libglib2.0-bin python3-gi qtwayland5

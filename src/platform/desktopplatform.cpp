@@ -20,7 +20,7 @@ bool onXWayland() {
 class MissingDesktop : public DesktopPlatform {
 public:
     explicit MissingDesktop(QString const& why) : why_(why) {}
-    bool freeze(QRect const&, WId, FrozenDesktop*, QString* why) override {
+    bool freeze(WId, FrozenDesktop*, QString* why) override {
         *why = why_;
         return false;
     }

@@ -3,20 +3,27 @@
 
 #include <QPixmap>
 #include <QRect>
+#include <QRectF>
 #include <QString>
 #include <QVector>
 #include <QtGui/qwindowdefs.h>
 
 class QWidget;
 
-// The desktop as it was at one moment: its picture and what a selection can snap to.
+// The desktop as it was at one moment: its picture, where the overlay goes and what a
+// selection can snap to.
 struct FrozenDesktop {
-    // Device pixels; its device pixel ratio says how many make one logical pixel.
+    // Device pixels; its device pixel ratio (fractional at fractional scales) says how many
+    // make one of the overlay's pixels.
     QPixmap picture;
-    // Windows topmost first, and the monitors, in the overlay's (logical) coordinates. Empty
-    // where the desktop cannot list them.
-    QVector<QRect> windows;
-    QVector<QRect> screens;
+    // The overlay's geometry, covering every monitor, in Qt's logical pixels.
+    QRect rect;
+    // Each monitor, in the overlay's coordinates.
+    QVector<QRect> monitors;
+    // Windows topmost first, and the monitors, in the overlay's coordinates, unrounded: edges
+    // may fall between logical pixels. Empty where the desktop cannot list them.
+    QVector<QRectF> windows;
+    QVector<QRectF> screens;
 };
 
 // Everything a capture needs from the desktop it runs on. One backend serves the process: it
@@ -28,9 +35,9 @@ public:
 
     static DesktopPlatform& current();
 
-    // Freezes the logical desktop rectangle `rect`. False, with the reason in *why, when no
+    // Freezes the whole desktop, every monitor. False, with the reason in *why, when no
     // picture could be had: the session must end rather than show a black desktop.
-    virtual bool freeze(QRect const& rect, WId overlay, FrozenDesktop* out, QString* why) = 0;
+    virtual bool freeze(WId overlay, FrozenDesktop* out, QString* why) = 0;
 
     // Shows `overlay` over `rect`, above everything, with the keyboard.
     virtual void showOverlay(QWidget* overlay, QRect const& rect) = 0;

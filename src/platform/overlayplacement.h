@@ -5,15 +5,8 @@
 
 class QWidget;
 
-// How the overlay is put over the desktop.
-enum class OverlayPlacement {
-    // A full-screen window of the window manager.
-    FullScreen,
-    // A window the window manager never sees, at the desktop's rectangle, across every output;
-    // it takes the keyboard itself.
-    Unmanaged,
-};
-
-void placeOverlay(QWidget* overlay, QRect const& rect, OverlayPlacement how);
+// Puts the overlay over `rect` (every monitor) above everything and gives it the keyboard, on
+// any X server, XWayland included, whatever the window manager.
+void placeOverlay(QWidget* overlay, QRect const& rect);
 
 #endif // OVERLAYPLACEMENT_H

@@ -81,6 +81,7 @@ private slots:
         frame->setScreenRect(QRect(0, 0, 400, 300));
         const QImage shot = ts::patternImage(400 * ratio, 300 * ratio);
         QPixmap pixmap = QPixmap::fromImage(shot);
+        pixmap.setDevicePixelRatio(ratio);
         frame->setScreenPixmap(&pixmap);
         frame->setMagnifyingGlassPosition(cursor, false);
         const QPoint v = view.mapFromScene(cursor), q = v * ratio;

@@ -1,6 +1,7 @@
 'use strict';
-// Snapping the selection to real X windows, on a bare server and under openbox, the bare
-// desktop, and moving or resizing the chosen (dragged or clicked) region with the arrow keys.
+// Snapping the selection to real X windows, on a bare server and under openbox (also at a
+// fractional scale), the bare desktop, and moving or resizing the chosen (dragged or clicked)
+// region with the arrow keys.
 const test = require('node:test');
 const assert = require('node:assert/strict');
 const fs = require('fs');
@@ -50,8 +51,8 @@ async function openWindows(t, x, { framed = false } = {}) {
 
 // One capture: `act` chooses the region, Enter confirms, and the clipboard must hold exactly
 // `want` of the desktop as `before` shows it.
-async function capture(t, x, before, want, act) {
-  const child = await h.startCapture(t, x);
+async function capture(t, x, before, want, act, env = x.env) {
+  const child = await h.startCapture(t, x, { env });
   await act();
   await h.key(x.env, 'Return');
   const img = await h.copiedImage(child, x.env);
@@ -109,14 +110,27 @@ test('snapping to windows, the bare desktop and arrow keys on a bare server', T,
   });
 });
 
-test('snapping under openbox takes the window frames', T, async (t) => {
-  const x = await h.desktop(t, W, H, h.makePatternImage(W, H));
+async function openbox(t, x) {
   const wm = spawn('openbox', ['--sm-disable'], { env: x.env, stdio: 'ignore' });
   t.after(() => wm.kill('SIGKILL'));
   const managing = async () => /window id/.test(String((await h.run('xprop', ['-root', '_NET_SUPPORTING_WM_CHECK'], { env: x.env, encoding: 'utf8' }))));
   assert.ok(await h.waitUntil(managing, { timeout: 15000 }), 'openbox did not start');
+}
+
+test('snapping under openbox takes the window frames', T, async (t) => {
+  const x = await h.desktop(t, W, H, h.makePatternImage(W, H));
+  await openbox(t, x);
   const rects = await openWindows(t, x, { framed: true });
   rects.forEach((r, i) => assert.ok(r.w > WINDOWS[i].w && r.h > WINDOWS[i].h, `${WINDOWS[i].title} has a frame`));
   const before = await h.screenshot(x.env);
   for (const [i, win] of WINDOWS.entries()) await snap(t, x, before, rects[i], win.at);
+});
+
+test('snapping under openbox at QT_SCALE_FACTOR=1.5 takes exactly the window', T, async (t) => {
+  const x = await h.desktop(t, W, H, h.makePatternImage(W, H));
+  await openbox(t, x);
+  const rects = await openWindows(t, x, { framed: true });
+  const before = await h.screenshot(x.env);
+  const env = { ...x.env, QT_SCALE_FACTOR: '1.5' };
+  for (const [i, win] of WINDOWS.entries()) await capture(t, x, before, rects[i], () => h.clickAt(x.env, ...win.at), env);
 });

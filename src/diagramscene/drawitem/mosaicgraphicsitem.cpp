@@ -66,16 +66,21 @@ void MosaicGraphicsItem::setImage(QImage const& image) {
     const int rw = w % 4, rh = h % 4;
     qDebug() << "ff" << (rw > 0 ? w + 4 - rw : rw) << (rh > 0 ? h + 4 - rh : rh);
     PixelCache& cache = pixelCache();
-    const int block = blockSize();
-    if (!cache.input.isNull() && cache.input.cacheKey() == image.cacheKey() &&
-        cache.size == QSize(w, h) && cache.block == block) {
+    // Pixelated in the picture's own pixels, in blocks as large on screen as at ratio 1.
+    ratio_ = image.devicePixelRatio();
+    const QSize size(qRound(w * ratio_), qRound(h * ratio_));
+    const int block = int(blockSize() * ratio_);
+    if (!cache.input.isNull() && cache.input.cacheKey() == image.cacheKey() && cache.size == size &&
+        cache.block == block) {
         sourceImage_ = cache.source;
         mosaicImage_ = cache.result;
         return;
     }
-    sourceImage_ = image.scaled(w, h, Qt::IgnoreAspectRatio, Qt::FastTransformation);
-    mosaic(sourceImage_);
-    cache = PixelCache{image, QSize(w, h), block, sourceImage_, mosaicImage_};
+    sourceImage_ = image.size() == size
+                       ? image
+                       : image.scaled(size, Qt::IgnoreAspectRatio, Qt::FastTransformation);
+    mosaicImage_ = pixelate(sourceImage_, block);
+    cache = PixelCache{image, size, block, sourceImage_, mosaicImage_};
 }
 
 void MosaicGraphicsItem::changePoint(QPointF const& p) {
@@ -221,7 +226,8 @@ void MosaicGraphicsItem::paint(QPainter* painter, QStyleOptionGraphicsItem const
         if (!target.intersects(exposed))
             continue;
         const QPoint q = view->mapFromScene(p);
-        const QRectF source(q.x() - half, q.y() - half, m, m);
+        const QRectF source((q.x() - half) * ratio_, (q.y() - half) * ratio_, m * ratio_,
+                            m * ratio_);
         painter->drawImage(target, mosaicImage_, source);
     }
 }

@@ -44,6 +44,8 @@ private:
     QVector<QPointF> points_;
     QImage mosaicImage_;
     QImage sourceImage_;
+    // Image pixels per scene unit.
+    qreal ratio_ = 1;
     QPointF minCorner_;
     QPointF maxCorner_;
 };

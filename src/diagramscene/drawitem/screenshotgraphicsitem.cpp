@@ -19,8 +19,7 @@ QRect roundedRect(QRectF const& r) {
 }
 
 ScreenShotGraphicsItem::ScreenShotGraphicsItem()
-    : verticalRatio_(1), horizontalRatio_(1),
-      glassWidth_(int(DefualtBaseDate::instance()->magnifierWidth + 10)),
+    : ratio_(1), glassWidth_(int(DefualtBaseDate::instance()->magnifierWidth + 10)),
       glassHeight_(int(DefualtBaseDate::instance()->magnifierHeight)), showSize_(false),
       screenPixmap_(nullptr), glass_(nullptr) {
     dragMode_ = 1;
@@ -44,13 +43,8 @@ void ScreenShotGraphicsItem::setScreenRect(QRect const& rect) {
 
 void ScreenShotGraphicsItem::setScreenPixmap(QPixmap* pixmap) {
     screenPixmap_ = pixmap;
-    if (!pixmap) {
-        verticalRatio_ = horizontalRatio_ = 1;
-        return;
-    }
-    // Integer ratios on purpose: a fractional device-pixel ratio truncates to 1.
-    verticalRatio_ = screenRect_.height() ? pixmap->height() / screenRect_.height() : 0;
-    horizontalRatio_ = screenRect_.width() ? pixmap->width() / screenRect_.width() : 0;
+    // Whoever took the picture knows how it maps onto the overlay, fractional or not.
+    ratio_ = pixmap ? pixmap->devicePixelRatioF() : 1;
 }
 
 bool ScreenShotGraphicsItem::updateSourceRect(QRectF const& r, int& vx, int& vy, int& vr, int& vb) {
@@ -64,8 +58,11 @@ bool ScreenShotGraphicsItem::updateSourceRect(QRectF const& r, int& vx, int& vy,
     vy = v.y();
     vr = vx + w - 1;
     vb = vy + h - 1;
-    sourceRect_ = QRectF(horizontalRatio_ * vx, verticalRatio_ * vy, horizontalRatio_ * w,
-                         verticalRatio_ * h);
+    // Whole picture pixels, from the unrounded frame: at a fractional ratio its edges lie
+    // between overlay pixels but on picture pixels.
+    const QPointF at = view->viewportTransform().map(r.topLeft());
+    sourceRect_ = roundedRect(
+        QRectF(at.x() * ratio_, at.y() * ratio_, r.width() * ratio_, r.height() * ratio_));
     return true;
 }
 
@@ -96,8 +93,8 @@ void ScreenShotGraphicsItem::setMagnifyingGlassPosition(QPointF const& pos, bool
         return;
     }
     const QPoint v = view->mapFromScene(pos);
-    const QPointF q(horizontalRatio_ * v.x(), verticalRatio_ * v.y());
-    placeMagnifier(pos, v, q);
+    const QPointF at = view->viewportTransform().map(pos);
+    placeMagnifier(pos, v, QPointF(std::floor(at.x() * ratio_), std::floor(at.y() * ratio_)));
 }
 
 void ScreenShotGraphicsItem::placeMagnifier(QPointF const& cursor, QPoint const& viewPoint,
@@ -108,6 +105,8 @@ void ScreenShotGraphicsItem::placeMagnifier(QPointF const& cursor, QPoint const&
         return;
     const QRect want(int(pixmapPoint.x() - 15), int(pixmapPoint.y() - 15), 30, 30);
     QPixmap piece = screenPixmap_->copy(want);
+    // Thirty by thirty picture pixels, whatever the picture's scale.
+    piece.setDevicePixelRatio(1);
     if (piece.size() != want.size()) {
         // QPixmap::copy clips at the screenshot's edges; keep the cursor pixel at (15, 15).
         QPixmap full(want.size());
@@ -164,8 +163,7 @@ QRegion ScreenShotGraphicsItem::changedArea(QRectF const& from, QRectF const& to
         return QRegion();
     for (QGraphicsView* view : scene()->views()) {
         const double ratio = view->viewport()->devicePixelRatioF();
-        if (view->transform().type() > QTransform::TxTranslate || ratio != horizontalRatio_ ||
-            ratio != verticalRatio_)
+        if (view->transform().type() > QTransform::TxTranslate || ratio != ratio_)
             return QRegion();
     }
     StyleManager* style = StyleManager::instance();
@@ -258,8 +256,10 @@ void ScreenShotGraphicsItem::customPaint(QPainter* painter, QRectF const& r) {
     if (showSize_) {
         const QRectF box(r.x(), r.y() - base->sizeBoxHeight - 10, base->sizeBoxWidth,
                          base->sizeBoxHeight);
+        // The size of the image the user gets, in picture pixels.
+        const QSizeF size = ratio_ == 1 ? r.size() : sourceRect_.size();
         paintSizeBox(painter, box, 0,
-                     QString::asprintf("%d x %d", int(r.width()), int(r.height())));
+                     QString::asprintf("%d x %d", int(size.width()), int(size.height())));
     }
 }
 

@@ -25,8 +25,8 @@ public:
     int showMouseStyle(QPointF const& pos);
     QRectF sourceRect() const { return sourceRect_; }
     QRectF magnifierBounds() const { return glassBounds_; }
-    int horizontalRatio() const { return horizontalRatio_; }
-    int verticalRatio() const { return verticalRatio_; }
+    // Picture pixels per overlay pixel, the picture's own device pixel ratio.
+    qreal ratio() const { return ratio_; }
 
     QRectF boundingRect() const override;
     void customPaint(QPainter* painter, QRectF const& rect) override;
@@ -50,8 +50,7 @@ private:
     QRectF sourceRect_;
     QRect screenRect_;
     QRectF glassBounds_;
-    int verticalRatio_;
-    int horizontalRatio_;
+    qreal ratio_;
     int glassWidth_;
     int glassHeight_;
     bool showSize_;

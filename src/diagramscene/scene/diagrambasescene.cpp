@@ -7,6 +7,7 @@
 
 #include <QGraphicsSceneMouseEvent>
 #include <QGraphicsView>
+#include <QMouseEvent>
 #include <QPainterPath>
 #include <QWidget>
 
@@ -37,32 +38,36 @@ void DiagramBaseScene::setScreenPixmap(QPixmap* pixmap) {
     screenShotItem_->setScreenPixmap(pixmap);
 }
 
-void DiagramBaseScene::setDynamicRect(QRect const& rect) {
+void DiagramBaseScene::setDynamicRect(QRectF const& rect) {
     dynamicRect_ = rect;
 }
 
-void DiagramBaseScene::setHoverRegions(QVector<QRect> const& windows,
-                                       QVector<QRect> const& screens) {
+void DiagramBaseScene::setHoverRegions(QVector<QRectF> const& windows,
+                                       QVector<QRectF> const& screens) {
     hoverWindows_ = windows;
     hoverScreens_ = screens;
 }
 
-QRect DiagramBaseScene::hoverRegion(QPointF const& scenePos) const {
+QRectF DiagramBaseScene::hoverRegion(QPointF const& scenePos) const {
     if (hoverScreens_.isEmpty() || views().isEmpty() || !window_)
-        return QRect();
+        return QRectF();
     const QGraphicsView* view = views().first();
     const QPoint offset = view->viewport()->mapFrom(window_, QPoint(0, 0));
-    const QPoint p = view->mapFromScene(scenePos) - offset;
-    QRect screen;
-    for (QRect const& s : hoverScreens_) {
-        if (s.contains(p)) {
+    const QPointF p = view->viewportTransform().map(scenePos) - offset;
+    // Right and bottom edges belong to the neighbour.
+    auto inside = [&p](QRectF const& r) {
+        return p.x() >= r.left() && p.x() < r.right() && p.y() >= r.top() && p.y() < r.bottom();
+    };
+    QRectF screen;
+    for (QRectF const& s : hoverScreens_) {
+        if (inside(s)) {
             screen = s;
             break;
         }
     }
-    QRect region = screen;
-    for (QRect const& w : hoverWindows_) {
-        if (w.contains(p)) {
+    QRectF region = screen;
+    for (QRectF const& w : hoverWindows_) {
+        if (inside(w)) {
             region = screen.isNull() ? w : w & screen;
             break;
         }
@@ -111,8 +116,7 @@ void DiagramBaseScene::captureScreentPixmapPress() {
         return;
     QGraphicsView* view = views().first();
     QPainterPath path;
-    path.addRect(dynamicRect_.x(), dynamicRect_.y(), dynamicRect_.right() - dynamicRect_.left() + 1,
-                 dynamicRect_.bottom() - dynamicRect_.top() + 1);
+    path.addRect(dynamicRect_);
     screenShotItem_->setRect(view->mapToScene(path).boundingRect());
     screenShotItem_->setMagnifyingGlassPosition(currentPoint_, true);
 }
@@ -129,6 +133,34 @@ void DiagramBaseScene::captureScreentPixmapRelease() {
     screenShotItem_->setItemPaintStatus(PaintStatusEditing);
 }
 
+bool DiagramBaseScene::eventFilter(QObject* watched, QEvent* event) {
+    switch (event->type()) {
+    case QEvent::MouseButtonPress:
+    case QEvent::MouseButtonRelease:
+    case QEvent::MouseButtonDblClick:
+    case QEvent::MouseMove:
+        // Widgets get whole positions; the window's own one is unrounded.
+        if (auto* viewport = qobject_cast<QWidget*>(watched))
+            viewPos_ = static_cast<QMouseEvent*>(event)->windowPos() -
+                       QPointF(viewport->mapTo(viewport->window(), QPoint(0, 0)));
+        break;
+    default:
+        break;
+    }
+    return QGraphicsScene::eventFilter(watched, event);
+}
+
+// The view hands the scene whole view pixels; at a fractional scale the pointer sits on a
+// finer grid, the device's, which the view's own event still has.
+QPointF DiagramBaseScene::pointerPos(QGraphicsSceneMouseEvent* event) const {
+    if (views().isEmpty())
+        return event->scenePos();
+    const QGraphicsView* view = views().first();
+    if (view->mapToScene(viewPos_.toPoint()) != event->scenePos())
+        return event->scenePos();
+    return view->viewportTransform().inverted().map(viewPos_);
+}
+
 void DiagramBaseScene::mousePressEvent(QGraphicsSceneMouseEvent* event) {
     if (event->button() == Qt::RightButton)
         return;
@@ -137,14 +169,14 @@ void DiagramBaseScene::mousePressEvent(QGraphicsSceneMouseEvent* event) {
     screenShotItem_->setShowSize(true);
     mouseStatus_ = 1;
     clickTookRegion_ = false;
-    pressPoint_ = event->scenePos();
+    pressPoint_ = pointerPos(event);
     QGraphicsScene::mousePressEvent(event);
 }
 
 void DiagramBaseScene::mouseMoveEvent(QGraphicsSceneMouseEvent* event) {
     if (!pixmapReady_)
         return;
-    currentPoint_ = event->scenePos();
+    currentPoint_ = pointerPos(event);
     screenShotItem_->setShowSize(true);
     switch (selectStatus_) {
     case 0:
@@ -177,7 +209,7 @@ void DiagramBaseScene::mouseMoveEvent(QGraphicsSceneMouseEvent* event) {
 void DiagramBaseScene::mouseReleaseEvent(QGraphicsSceneMouseEvent* event) {
     if (!pixmapReady_ || event->button() == Qt::RightButton)
         return;
-    currentPoint_ = event->scenePos();
+    currentPoint_ = pointerPos(event);
     glassItem_->setVisible(false);
     if (selectStatus_ == 0 && mouseStatus_ == 1) {
         const QRectF r = screenShotItem_->getRect();
@@ -259,7 +291,7 @@ void DiagramBaseScene::resumeInitStatus() {
     update();
     glassItem_->setVisible(false);
     pixmapReady_ = false;
-    dynamicRect_ = QRect();
+    dynamicRect_ = QRectF();
     hoverWindows_.clear();
     hoverScreens_.clear();
 }

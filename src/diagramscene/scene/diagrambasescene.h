@@ -19,7 +19,7 @@ public:
     void setCurrentWidget(MainWindow* window);
     virtual void setScreenRect(QRect const& rect);
     virtual void setScreenPixmap(QPixmap* pixmap);
-    virtual void setDynamicRect(QRect const& rect);
+    virtual void setDynamicRect(QRectF const& rect);
     virtual QPixmap getPixmap();
     virtual bool isCanGetPixmap();
     virtual QRectF getPixmapRect();
@@ -30,10 +30,12 @@ public:
     void captureScreentPixmapMove();
     void captureScreentPixmapRelease();
     // Windows (topmost first) and screens, in window coordinates, proposed while hovering.
-    void setHoverRegions(QVector<QRect> const& windows, QVector<QRect> const& screens);
+    void setHoverRegions(QVector<QRectF> const& windows, QVector<QRectF> const& screens);
     // In view coordinates: the topmost window under `scenePos` clipped to its screen, else
     // that screen; null without hover regions.
-    QRect hoverRegion(QPointF const& scenePos) const;
+    QRectF hoverRegion(QPointF const& scenePos) const;
+    // Keeps the unrounded pointer position of the view's mouse events (see pointerPos).
+    bool eventFilter(QObject* watched, QEvent* event) override;
     // Moves the chosen region by (dx, dy), or with `grow` moves its right and bottom edges;
     // it stays on the desktop. False when no region is chosen.
     bool nudgeSelection(int dx, int dy, bool grow);
@@ -42,6 +44,9 @@ public:
     MagnifyingGlassGraphicsitem* magnifier() const { return glassItem_; }
     int selectStatus() const { return selectStatus_; }
     int mouseStatus() const { return mouseStatus_; }
+
+private:
+    QPointF pointerPos(QGraphicsSceneMouseEvent* event) const;
 
 protected:
     void mousePressEvent(QGraphicsSceneMouseEvent* event) override;
@@ -56,10 +61,11 @@ protected:
     QPointF pressPoint_;
     QPointF currentPoint_;
     bool pixmapReady_;
-    QRect dynamicRect_;
+    QRectF dynamicRect_;
+    QPointF viewPos_;
     MagnifyingGlassGraphicsitem* glassItem_;
-    QVector<QRect> hoverWindows_;
-    QVector<QRect> hoverScreens_;
+    QVector<QRectF> hoverWindows_;
+    QVector<QRectF> hoverScreens_;
     // The last click took the proposed region (its double click does not confirm).
     bool clickTookRegion_ = false;
 };

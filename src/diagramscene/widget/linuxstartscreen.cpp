@@ -46,7 +46,7 @@ void LinuxStartScreen::warmUp() {
     QCoreApplication::setAttribute(Qt::AA_ForceRasterWidgets);
     // Style sheet resolution for the window and all its children.
     mainWindow_->ensurePolished();
-    // The native window, unmapped until the first showFullScreen().
+    // The native window, unmapped until the first capture.
     mainWindow_->winId();
     // The host runs no Qt event loop between captures: what construction posted (style
     // sheets' polish requests, which load the icons) would wait for the first capture.
@@ -73,24 +73,21 @@ int LinuxStartScreen::startWinScreen(QApplication* app) {
     registerResources();
     StyleManager::instance();
     app->installEventFilter(eventFilter_);
-    QWidget* desktop = QApplication::desktop();
-    const QPoint topLeft = desktop->pos();
-    const QRect area(topLeft, desktop->size());
-    const QRect rect(area.left(), area.top(), area.right() - area.left() + 1,
-                     area.bottom() - area.top() + 1);
     DesktopPlatform& platform = DesktopPlatform::current();
     FrozenDesktop frozen;
     QString why;
-    if (!platform.freeze(rect, mainWindow_->internalWinId(), &frozen, &why)) {
+    if (!platform.freeze(mainWindow_->internalWinId(), &frozen, &why)) {
         // Never a black or grey frozen screen: the session ends before it shows.
         qWarning().noquote() << "capture ended without a screenshot:" << why;
         exitCode_ = 0;
         return 0;
     }
-    mainWindow_->setMainWindowRect(rect);
+    mainWindow_->setMainWindowRect(frozen.rect);
+    // One monitor needs no bounds of its own.
+    mainWindow_->setMonitors(frozen.monitors.size() > 1 ? frozen.monitors : QVector<QRect>());
     mainWindow_->setScreenPixmap(new QPixmap(std::move(frozen.picture)));
     mainWindow_->selectionScene()->setHoverRegions(frozen.windows, frozen.screens);
-    platform.showOverlay(mainWindow_, rect);
+    platform.showOverlay(mainWindow_, frozen.rect);
     return QApplication::exec();
 }
 

@@ -38,6 +38,8 @@ MainWindow::MainWindow(QWidget* parent)
     diagramView->setAttribute(Qt::WA_MouseTracking);
     // The magnifier follows the cursor before any button goes down.
     diagramView->viewport()->setMouseTracking(true);
+    // Pointer positions finer than a view pixel, at fractional scales.
+    diagramView->viewport()->installEventFilter(diagramScene);
 
     paintScene = new PaintRamScene(this);
     paintView = new QGraphicsView(this);
@@ -139,11 +141,35 @@ void MainWindow::setScreenPixmap(QPixmap* pixmap) {
 }
 
 void MainWindow::paintDimmed(QPainter& painter) {
-    if (screenPixmap)
-        painter.drawPixmap(QRect(0, 0, width(), height()), *screenPixmap,
-                           QRect(0, 0, screenPixmap->width(), screenPixmap->height()));
+    if (screenPixmap) {
+        // Pixel for pixel where the picture's ratio is the window's, at any scale.
+        if (qFuzzyCompare(screenPixmap->devicePixelRatioF(), devicePixelRatioF()))
+            painter.drawPixmap(QPointF(0, 0), *screenPixmap);
+        else
+            painter.drawPixmap(QRectF(0, 0, width(), height()), *screenPixmap,
+                               QRectF(screenPixmap->rect()));
+    }
     painter.setBrush(QBrush(QColor(53, 53, 53, 133), Qt::SolidPattern));
     painter.drawRect(0, 0, width(), height());
+    // What no monitor shows stays plain black, so nothing there passes for the desktop.
+    if (!monitors.isEmpty()) {
+        QRegion unseen(rect());
+        for (QRect const& m : monitors)
+            unseen -= m;
+        for (QRect const& r : unseen)
+            painter.fillRect(r, Qt::black);
+    }
+}
+
+void MainWindow::setMonitors(QVector<QRect> const& list) {
+    monitors = list;
+}
+
+QRect MainWindow::monitorAt(QPoint const& p) const {
+    for (QRect const& m : monitors)
+        if (m.contains(p))
+            return m;
+    return rect();
 }
 
 void MainWindow::paintEvent(QPaintEvent* event) {
@@ -173,9 +199,16 @@ void MainWindow::showPaintToolWidget(QPointF const& pos) {
     toolFrame->show();
     const int x = qRound(pos.x()), y = qRound(pos.y());
     const int tw = toolFrame->width(), t = toolFrame->height();
+    // The toolbar and the popups stay on the monitor of the region's bottom-right corner.
+    const QRect m = monitorAt(QPoint(x - 1, y - 1));
+    const int p = DefualtBaseDate::instance()->lineWidgetSize.height();
+    toolBarBounds = m.adjusted(0, t + 10, 0, -(t + 10));
+    styleBounds = m.adjusted(0, t + p + 20, 0, -(t + p + 20));
     int left = x - tw;
-    if (left < 0)
-        left = x > width() ? width() - tw : 0;
+    if (left < m.left())
+        left = x > m.right() + 1 ? m.right() + 1 - tw : m.left();
+    else if (left > m.right() + 1 - tw)
+        left = m.right() + 1 - tw;
     if (y <= toolBarBounds.bottom()) {
         toolFrame->move(left, y + 10);
     } else {
@@ -225,7 +258,8 @@ void MainWindow::showPaintView() {
     paintScene->setSceneRect(-r.width() / 2, -r.height() / 2, r.width(), r.height());
     paintScene->setPaintPixmap(pix);
     sizeWidget->move(p.x() - 1, int(p.y() - DefualtBaseDate::instance()->sizeBoxHeight - 10));
-    sizeWidget->setSelectSize(QSize(w, h));
+    // The size of the image the user gets, in picture pixels.
+    sizeWidget->setSelectSize(pix.isNull() ? QSize(w, h) : pix.size());
     isPainting = true;
     paintView->show();
     paintFrame->show();
@@ -302,7 +336,21 @@ QPixmap MainWindow::getPixmap() {
         return QPixmap();
     if (isPainting) {
         paintScene->finishPaint();
-        return paintView->grab();
+        const QRectF r = diagramScene->getPixmapRect();
+        if (r.width() == int(r.width()) && r.height() == int(r.height()))
+            return paintView->grab();
+        // A region whose edges fall between logical pixels (at a fractional scale) fits no
+        // widget: the scene is drawn straight onto the picture's own pixels.
+        const QPixmap crop = diagramScene->getPixmap();
+        QPixmap out(crop.size());
+        out.setDevicePixelRatio(crop.devicePixelRatioF());
+        out.fill(Qt::transparent);
+        QPainter painter(&out);
+        painter.setRenderHints(paintView->renderHints());
+        paintScene->render(&painter,
+                           QRectF(QPointF(), QSizeF(out.size()) / out.devicePixelRatioF()),
+                           paintScene->sceneRect(), Qt::IgnoreAspectRatio);
+        return out;
     }
     return diagramScene->getPixmap();
 }
@@ -314,7 +362,6 @@ void MainWindow::finishScreenCapture() {
         resumeInitStatus();
         return;
     }
-    pix.setDevicePixelRatio(QApplication::desktop()->devicePixelRatio());
     QClipboard* clipboard = QApplication::clipboard();
     clipboard->clear(QClipboard::Clipboard);
     clipboard->setImage(pix.toImage(), QClipboard::Clipboard);

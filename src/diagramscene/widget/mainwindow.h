@@ -5,6 +5,7 @@
 
 #include <QImage>
 #include <QRect>
+#include <QVector>
 #include <QWidget>
 
 class LinuxDiagramScene;
@@ -25,6 +26,8 @@ public:
 
     void setMainWindowRect(QRect const& rect);
     void setScreenPixmap(QPixmap* pixmap);
+    // The monitors' rectangles in window coordinates; none means the whole window is seen.
+    void setMonitors(QVector<QRect> const& list);
     void showPaintToolWidget(QPointF const& pos);
     void hidePaintToolWidget();
     void showPaintView();
@@ -79,6 +82,7 @@ private:
     static bool saveImage(QImage const& image, QString const& name);
     void insertShape(PaintShape shape);
     void paintDimmed(QPainter& painter);
+    QRect monitorAt(QPoint const& p) const;
 
     LinuxDiagramScene* diagramScene;
     QGraphicsView* diagramView;
@@ -99,6 +103,7 @@ private:
     // repaints (every mouse move repaints under the selection) are one copy, not a blend.
     QImage dimmedCache;
     bool paintedOnce = false;
+    QVector<QRect> monitors;
 };
 
 #endif // MAINWINDOW_H

@@ -1,4 +1,5 @@
 #include "../backends.h"
+#include "../desktoplayout.h"
 #include "../desktopplatform.h"
 #include "../overlayplacement.h"
 #include "portalscreenshot.h"
@@ -10,23 +11,31 @@ namespace {
 // their windows, and XWayland's list would miss them: no region is proposed.
 class PortalDesktop : public DesktopPlatform {
 public:
-    bool freeze(QRect const& rect, WId, FrozenDesktop* out, QString* why) override {
+    bool freeze(WId, FrozenDesktop* out, QString* why) override {
+        const DesktopLayout d = desktopLayout();
+        if (d.logical.isEmpty()) {
+            *why = QStringLiteral("XWayland shows no output");
+            return false;
+        }
         QImage image = portalScreenshot(why);
         if (image.isNull())
             return false;
-        // The window maps the picture onto the desktop by whole ratios; a picture of another
-        // shape (an output left out) is stretched rather than cropped at the wrong place.
-        const int ratio = qMax(1, image.width() / rect.width());
-        if (image.size() != rect.size() * ratio)
-            image =
-                image.scaled(rect.size() * ratio, Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
+        // XWayland's pixels are the outputs' logical ones; the portal's picture is in the
+        // outputs' device pixels, as much larger as their scale, fractional or not. One of
+        // another shape (an output left out) is stretched rather than cropped at the wrong
+        // place.
+        const qreal ratio = qMax(1.0, qreal(image.width()) / d.logical.width());
+        const QSize size(qRound(d.logical.width() * ratio), qRound(d.logical.height() * ratio));
+        if (image.size() != size)
+            image = image.scaled(size, Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
         out->picture = QPixmap::fromImage(std::move(image));
+        out->picture.setDevicePixelRatio(ratio);
+        out->rect = d.logical;
+        out->monitors = d.monitors;
         return true;
     }
 
-    void showOverlay(QWidget* overlay, QRect const& rect) override {
-        placeOverlay(overlay, rect, OverlayPlacement::Unmanaged);
-    }
+    void showOverlay(QWidget* overlay, QRect const& rect) override { placeOverlay(overlay, rect); }
 };
 
 } // namespace
