@@ -3,7 +3,7 @@
 {
   'variables': {
     # pkg-config packages linked in: add a word here for another library.
-    'pkg_config_packages': 'Qt5Core Qt5Gui Qt5Widgets Qt5DBus xcb xcb-shm',
+    'pkg_config_packages': 'Qt5Core Qt5Gui Qt5Widgets Qt5DBus xcb xcb-shm x11',
     'qt_bin': '<!(sh gyp/qt.sh bin)',
   },
   'target_defaults': {

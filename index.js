@@ -10,7 +10,7 @@ const found = candidates.find((f) => fs.existsSync(f));
 if (!found) {
   throw new Error(
     `screencapture: the native module is not built (looked for ${candidates.join(', ')}). ` +
-      'Install the build dependencies (Debian/Ubuntu: sudo apt-get install qtbase5-dev qtbase5-dev-tools libxcb1-dev libxcb-shm0-dev pkg-config g++ make python3), ' +
+      'Install the build dependencies (Debian/Ubuntu: sudo apt-get install qtbase5-dev qtbase5-dev-tools libxcb1-dev libxcb-shm0-dev libx11-dev pkg-config g++ make python3), ' +
       'then run `npm rebuild screencapture`, or for Electron `npx @electron/rebuild -f -w screencapture`.',
   );
 }

@@ -5,6 +5,7 @@
 //                  channel; answers "changed NS R G B" (NS: CLOCK_MONOTONIC nanoseconds,
 //                  the clock of node's process.hrtime) or "timeout"
 //   restored MS    poll until the pixel is back within 8 of the base; "restored NS" or "timeout"
+//   at X Y         watch the pixel at X, Y from now on; answers "at X Y"
 // Without a window manager or compositor the root shows through until the overlay has
 // painted, so the first change is the first paint reaching the server (to within the
 // 0.5 ms between polls).
@@ -64,8 +65,7 @@ int main(int argc, char** argv) {
     }
     const int sw = DisplayWidth(dpy, DefaultScreen(dpy)),
               sh = DisplayHeight(dpy, DefaultScreen(dpy));
-    const int x = argc == 3 ? std::atoi(argv[1]) : sw / 2,
-              y = argc == 3 ? std::atoi(argv[2]) : sh / 2;
+    int x = argc == 3 ? std::atoi(argv[1]) : sw / 2, y = argc == 3 ? std::atoi(argv[2]) : sh / 2;
     const Window root = DefaultRootWindow(dpy);
     Rgb base = readPixel(dpy, root, x, y);
     std::setvbuf(stdout, nullptr, _IOLBF, 0);
@@ -77,6 +77,11 @@ int main(int argc, char** argv) {
         long ms = 0;
         if (std::sscanf(line, "%31s %ld", cmd, &ms) < 1)
             continue;
+        if (!std::strcmp(cmd, "at")) {
+            std::sscanf(line, "%*s %d %d", &x, &y);
+            std::printf("at %d %d\n", x, y);
+            continue;
+        }
         if (!std::strcmp(cmd, "base")) {
             base = readPixel(dpy, root, x, y);
             std::printf("base %d %d %d\n", base.r, base.g, base.b);

@@ -10,7 +10,7 @@ set -u
 cd "$(dirname "$0")/.."
 
 missing() {
-    echo "screencapture: $1 not found; install the build dependencies with: sudo apt-get install qtbase5-dev qtbase5-dev-tools libxcb1-dev libxcb-shm0-dev pkg-config g++ make python3" >&2
+    echo "screencapture: $1 not found; install the build dependencies with: sudo apt-get install qtbase5-dev qtbase5-dev-tools libxcb1-dev libxcb-shm0-dev libx11-dev pkg-config g++ make python3" >&2
     exit 1
 }
 

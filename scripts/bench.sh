@@ -132,6 +132,9 @@ for size in 1920x1080 3840x2160; do
   run "latency-$size" node "$ROOT/bench/latency.js" --module "$MODULE" --poller "$BIN/xpixelwait" \
     --rounds "$LATENCY_ROUNDS" --json "$WORK/latency-$size.json"
   echo
+  run "hostmoves-$size" node "$ROOT/bench/hostmoves.js" --module "$MODULE" --poller "$BIN/xpixelwait" \
+    --json "$WORK/hostmoves-$size.json"
+  echo
   run "interaction-$size" "$BIN/bench_interaction" --json "$WORK/interaction-$size.json"
   if [ "$size" = 1920x1080 ]; then
     echo
@@ -150,6 +153,13 @@ if [ "$HAVE_X" = 1 ] && command -v sway >/dev/null && command -v grim >/dev/null
 else
   echo "!! sway or grim not installed: Wayland start-up benchmark skipped"
 fi
+if [ "$HAVE_X" = 1 ] && command -v gnome-shell >/dev/null && [ "$(id -u)" = 0 ]; then
+  echo
+  echo "== 1920x1080 on a private headless GNOME Shell session"
+  run gnome node "$ROOT/bench/wayland.js" "$BIN/bench_startup" 1920x1080 "$(( ROUNDS < 10 ? ROUNDS : 10 ))" "$WARMUPS" "$WORK/gnome-1920x1080.json" gnome
+else
+  echo "!! gnome-shell not installed, or not root (the session runs as a user of its own): GNOME start-up benchmark skipped"
+fi
 
 # Collect everything into one JSON document.
 RESULTS="$BUILD/bench-results.json"
@@ -160,8 +170,8 @@ RESULTS="$BUILD/bench-results.json"
   echo "  \"cpus\": $(nproc),"
   echo "  \"root_picture\": \"$WALLPAPER_NOTE\","
   printf '  "pixelate": %s' "$(cat "$WORK/pixelate.json")"
-  for f in "$WORK"/startup-*.json "$WORK"/memory-*.json "$WORK"/snap-*.json "$WORK"/wayland-*.json \
-           "$WORK"/latency-*.json "$WORK"/interaction-*.json; do
+  for f in "$WORK"/startup-*.json "$WORK"/memory-*.json "$WORK"/snap-*.json "$WORK"/wayland-*.json "$WORK"/gnome-*.json \
+           "$WORK"/latency-*.json "$WORK"/interaction-*.json "$WORK"/hostmoves-*.json; do
     [ -e "$f" ] || continue
     key="$(basename "$f" .json | tr '-' '_')"
     printf ',\n  "%s": %s' "$key" "$(cat "$f")"
@@ -202,6 +212,11 @@ for (const k of Object.keys(r).filter(k => k.startsWith('wayland_'))) {
   rows.push(['Wayland start-up median ms', `${s.width}x${s.height}`, f(s.start_median_ms), `grim ${f(s.grim_png_median_ms)}`,
              f(s.start_over_grim_png), '']);
 }
+for (const k of Object.keys(r).filter(k => k.startsWith('gnome_'))) {
+  const s = r[k];
+  rows.push(['GNOME start-up median ms', `${s.width}x${s.height}`, f(s.start_median_ms), `portal ${f(s.portal_median_ms)}`,
+             f(s.start_over_portal), '']);
+}
 const memKeys = Object.keys(r).filter(k => k.startsWith('memory_'));
 memKeys.sort((a, b) => (r[a].pixmap_width !== r[a].width) - (r[b].pixmap_width !== r[b].width) || r[a].width - r[b].width);
 for (const k of memKeys) {
@@ -219,6 +234,16 @@ for (const k of Object.keys(r).filter(k => k.startsWith('latency_'))) {
              l.flameshot_cold_median_ms === null ? 'flameshot not installed' : `flameshot ${f(l.flameshot_cold_median_ms, 1)}`,
              l.cold_over_flameshot === null ? '-' : f(l.cold_over_flameshot),
              l.cold_over_flameshot === null ? '' : `<=1x ${l.cold_over_flameshot <= 1 ? 'met' : 'NOT met'}`]);
+}
+for (const k of Object.keys(r).filter(k => k.startsWith('hostmoves_'))) {
+  const m = r[k];
+  const size = `${m.width}x${m.height}`;
+  for (const kind of ['drag', 'resize']) {
+    const ratio = m[`${kind}_capture_over_blocking`];
+    rows.push([`${kind} ms/move, capture() (host)`, size, f(m[`${kind}_capture_median_ms`]),
+               `screenCapture ${f(m[`${kind}_blocking_median_ms`])}`, f(ratio, 3), `<=1.1x ${ratio <= 1.1 ? 'met' : 'NOT met'}`]);
+  }
+  rows.push(['host CPU idle after captures', size, `${f(m.idle_cpu_percent)} %`, '', '', `<1% ${m.idle_cpu_percent < 1 ? 'met' : 'NOT met'}`]);
 }
 for (const k of Object.keys(r).filter(k => k.startsWith('interaction_'))) {
   const i = r[k];

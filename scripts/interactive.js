@@ -5,8 +5,8 @@ const { Main } = require('..');
 
 console.log('Select a region and press Enter (or use the toolbar); Esc or the right button cancels.');
 const app = new Main();
-app.screenCapture(null, null, (result) => {
-  console.log(`result: ${result}`);
+app.capture().then(({ result, png }) => {
+  console.log(`result: ${result}${png ? ` (${png.length} bytes of PNG)` : ''}`);
+  console.log('Serving the clipboard now; press Ctrl+C to quit (the captured image goes with the process).');
+  setInterval(() => {}, 1 << 30);
 });
-console.log('Serving the clipboard now; press Ctrl+C to quit (the captured image goes with the process).');
-app.exec();

@@ -33,7 +33,7 @@ ids=() files=() froms=() tos=() whats=()
 m() { ids+=("$1"); files+=("$2"); froms+=("$3"); tos+=("$4"); whats+=("$5"); }
 Q=src/QtGui/qapplication.cpp W=src/diagramscene/widget S=src/diagramscene/scene
 D=src/diagramscene/drawitem G=src/diagramscene/global
-m bind-image $Q 'exitString = QStringLiteral("image");' 'exitString = QStringLiteral("save");' \
+m bind-image $Q 'return QStringLiteral("image");' 'return QStringLiteral("save");' \
     'a confirmed capture reports "save"'
 m bind-urls $Q 'mime->setUrls({url});' 'mime->setText(url.toString());' \
     'setClipboardUrl puts plain text, not a file URL'
@@ -120,8 +120,31 @@ m win-render $W/mainwindow.cpp 'if (r.width() == int(r.width()) && r.height() ==
     'at a fractional scale an annotated window is copied a pixel off'
 m plat-link $P/portal/portalscreenshot.cpp 'info.isSymLink() || ' '' \
     'a link answered by the portal is removed'
+m gn-focushop $P/x11/x11keyboardfocus.cpp 'XCB_INPUT_FOCUS_POINTER_ROOT, conn_->screen()->root,' 'XCB_INPUT_FOCUS_PARENT, target,' \
+    'on a busy GNOME Shell the keyboard often never reaches the overlay'
+m gn-sizebox $S/diagrambasescene.cpp 'screenShotItem_->setShowSize(!dynamicRect_.isEmpty());' '' \
+    'on Wayland a "0 x 0" box floats over the desktop once the mouse moves'
 m plat-owner $P/portal/portalscreenshot.cpp 'info.ownerId() != ::geteuid() ||' '' \
     "another user's file answered by the portal is removed"
+T=src/QtGui/guithread.cpp
+m host-glib $T 'noGlib("QT_NO_GLIB", "1");' 'noGlib("QT_NO_GLIB", "");' \
+    "Qt's loop runs the host's GLib sources inside screenCapture"
+m host-xlib $T '~XlibHandlersScope() {
+        XSetErrorHandler(error_);' '~XlibHandlersScope() {' \
+    "Qt's Xlib error handler replaces the host's"
+m host-display $T 'const bool failed = xcb_connection_has_error(connection);' 'const bool failed = false;' \
+    'a display nobody answers ends the host'
+m host-plugins $T '(new QApplication(*g_argc, g_argv))' 'QCoreApplication::addLibraryPath("./");
+    (new QApplication(*g_argc, g_argv))' \
+    'Qt loads plugins from the current folder'
+m host-unref $Q 'g_session.caller = Caller::None;
+    uv_unref(' 'g_session.caller = Caller::None;
+    (void)(' \
+    'a host with nothing left to do after capture() never exits'
+m host-png $Q 'png = clipboardPng();' '' \
+    'capture() gives no picture'
+m host-second $Q 'refusal = "screencapture: a capture is already open";' ';' \
+    'a second capture() starts while one is open'
 m item-glass $D/screenshotgraphicsitem.cpp 'int(pixmapPoint.x() - 15), int(pixmapPoint.y() - 15), 30, 30' 'int(pixmapPoint.x() - 14), int(pixmapPoint.y() - 15), 30, 30' \
     'the magnifier shows the pixel beside the cursor'
 m item-sizebox $D/screenshotsizegraphicitem.cpp 'QColor dark(0, 0, 0, 200);' 'QColor dark(0, 0, 0, 150);' \

@@ -37,10 +37,10 @@ ASAN_OPTIONS=detect_leaks=0 UBSAN_OPTIONS=print_stacktrace=1 \
 step "node tests (each starts its own Xvfb)"
 node --test tests/node tests/e2e || fail "node tests"
 
-# The sanitized module inside plain node: sessions, the nested event loop, callbacks, two Main
-# objects and the clipboard services; a sanitizer report in any child fails the file.
+# The sanitized module inside plain node: sessions, Qt's thread and the host's loop, callbacks,
+# two Main objects and the clipboard services; a sanitizer report in any child fails the file.
 step "end-to-end tests on the sanitized module (build-asan/)"
-SCREENCAPTURE_ASAN=1 node --test tests/e2e/session.test.js tests/e2e/clipboard.test.js \
+SCREENCAPTURE_ASAN=1 node --test tests/e2e/session.test.js tests/e2e/clipboard.test.js tests/e2e/host.test.js \
     || fail "end-to-end tests on the sanitized module"
 
 step "random input on the sanitized module (npm run monkey)"

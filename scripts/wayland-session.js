@@ -32,8 +32,8 @@ function signalGroup(p, sig) {
     process.kill(-p.pid, sig);
   } catch {}
 }
-function start(cmd, args, env, stdout = 'ignore') {
-  const p = spawn(cmd, args, { env, detached: true, stdio: ['ignore', stdout, 'pipe'] });
+function start(cmd, args, env, stdout = 'ignore', stdin = 'ignore') {
+  const p = spawn(cmd, args, { env, detached: true, stdio: [stdin, stdout, 'pipe'] });
   p.log = '';
   p.stderr.on('data', (d) => (p.log = (p.log + d).slice(-4000)));
   live.add(p);
@@ -191,4 +191,4 @@ async function startSway(outputs, pictures) {
   }
 }
 
-module.exports = { startSway, standinPortal, grim, run, until };
+module.exports = { startSway, standinPortal, grim, run, until, start, stop, privateDir };

@@ -10,8 +10,9 @@ class QApplication;
 class LinuxStartScreen;
 
 // Script-visible class "Main". Every Main in a process shares the one QApplication (never
-// deleted) and one session controller, which goes with the last Main collected: two
-// controllers would mean two overlay windows sharing, and each deleting, the style manager.
+// deleted, living on the Qt thread, see guithread.h) and one session controller, which goes
+// with the last Main collected: two controllers would mean two overlay windows sharing, and
+// each deleting, the style manager.
 class QApplicationWrap : public node::ObjectWrap {
 public:
     static void Initialize(v8::Local<v8::Object> exports);
@@ -26,11 +27,11 @@ private:
     static void GetFilePathFromClipboard(const v8::FunctionCallbackInfo<v8::Value>& args);
     static void DeleteScreenCapture(const v8::FunctionCallbackInfo<v8::Value>& args);
     static void SetClipboardUrl(const v8::FunctionCallbackInfo<v8::Value>& args);
+    static void Capture(const v8::FunctionCallbackInfo<v8::Value>& args);
 
     QApplication* app_;
     std::shared_ptr<LinuxStartScreen> startScreen_;
 
-    static QApplication* sharedApplication();
     static std::weak_ptr<LinuxStartScreen> sharedStartScreen_;
 
     // QApplication keeps a reference to the count, so it must outlive the app.

@@ -1,4 +1,5 @@
 #include "overlayplacement.h"
+#include "x11/x11keyboardfocus.h"
 
 #include <QGuiApplication>
 #include <QTimer>
@@ -16,6 +17,7 @@ void placeOverlay(QWidget* overlay, QRect const& rect) {
     overlay->setGeometry(rect);
     overlay->show();
     overlay->activateWindow();
+    keepX11KeyboardFocus(overlay);
     // Focus given right after mapping can be lost before it arrives (a window manager may hand
     // it back to the window it had): it is asked for again until the window has it, for three
     // seconds at most; once it came, never again, as that would take it from a dialog. The

@@ -47,7 +47,7 @@ test('clipboard file URLs', async (t) => {
     assert.ok(child.stderr.includes(`${LOG} 211 : no url in clipboard.`), child.stderr);
     // An object made from the prototype has no native half: every method refuses it.
     const { errors } = child.events('foreignReceiver')[0];
-    assert.deepEqual(Object.keys(errors), ['exec', 'screenCapture', 'getFilePathFromClipboard', 'deleteScreenCapture', 'setClipboardUrl']);
+    assert.deepEqual(Object.keys(errors), ['exec', 'screenCapture', 'getFilePathFromClipboard', 'deleteScreenCapture', 'setClipboardUrl', 'capture']);
     for (const [name, e] of Object.entries(errors)) assert.equal(e && e.name, 'TypeError', name);
     assert.equal(child.events('deleteScreenCapture')[0].retType, 'undefined');
 

@@ -282,10 +282,34 @@ process.once('exit', () => {
   process.exitCode = 1;
 });
 
+let copies;
+function reachableCopies() {
+  if (!copies) {
+    const dir = fs.mkdtempSync(path.join(os.tmpdir(), 'sc-child-'));
+    fs.chmodSync(dir, 0o755);
+    copies = [path.join(__dirname, 'child.js'), MODULE_PATH].map((f) => {
+      fs.copyFileSync(f, path.join(dir, path.basename(f)));
+      return path.join(dir, path.basename(f));
+    });
+    process.once('exit', () => fs.rmSync(dir, { recursive: true, force: true }));
+  }
+  return copies;
+}
+
 // Runs tests/e2e/child.js with a list of steps (see there); its stdout is JSON lines.
+// A session of another user (scripts/gnome-session.js) runs its clients as that user, on
+// copies it can reach wherever this checkout is.
 function spawnChild(env, steps) {
-  const args = ['--expose-gc', path.join(__dirname, 'child.js'), MODULE_PATH, JSON.stringify(steps)];
-  const proc = track(spawn(process.execPath, args, { env: childEnv(env), cwd: os.tmpdir(), stdio: 'pipe' }));
+  const as = env?.[Symbol.for('screencapture.spawnAs')];
+  const args = ['--expose-gc', ...(as ? reachableCopies() : [path.join(__dirname, 'child.js'), MODULE_PATH]), JSON.stringify(steps)];
+  return spawnNode(env, args, { as });
+}
+
+// A node host running `source` with `args` as process.argv[1...], in `cwd`; stdout is JSON lines.
+const spawnScript = (env, source, args = [], { cwd } = {}) => spawnNode(env, ['-e', source, ...args], { cwd });
+
+function spawnNode(env, args, { cwd = os.tmpdir(), as } = {}) {
+  const proc = track(spawn(process.execPath, args, { env: childEnv(env), cwd, stdio: 'pipe', ...as }));
   const handle = { proc, lines: [], stderr: '', exitCode: undefined, signal: undefined };
   const waiters = new Set();
   const notify = () => waiters.forEach((w) => w());
@@ -561,7 +585,7 @@ module.exports = {
   ROOT, MODULE_PATH, SANITIZED, SANITIZER_REPORT, sleep, eventually, waitUntil, run, startXvfb, desktop, image, pixelAt, sameRgb,
   cropImage, patternPixel, patternPosition, makePatternImage, blend, dimmedPattern, comparePixels, diffText,
   patternCropMismatch, boundingBox, findRunsBox, findToolbar, findMagnifier, screenshot, shotUntil, setRootPattern,
-  spawnChild, spawnCapture, startCapture, xdotool, mousemove, mousedown, mouseup, click, key, type, clickAt,
+  spawnChild, spawnScript, spawnCapture, startCapture, xdotool, mousemove, mousedown, mouseup, click, key, type, clickAt,
   doubleClickAt, linePoints, stroke, drag, visibleOverlays, assertOngoing, waitForWindowNamed, waitForOverlay,
   waitForOverlayGone, waitForWhite, readClipboard, clipboardTargets, holdClipboard, ended, copiedImage, annotate, layoutProbe,
   toolPlacement, toolButton, renderReference, compareWithReference, readPng, writePng,

@@ -47,7 +47,7 @@ test('npm pack, npm install in a fresh app, capture, rebuild for another ABI', {
 
   await t.test('without Qt the install ends with one line naming the Debian packages', () => {
     const out = npm(['install', '--foreground-scripts', tarball], { cwd: app, ok: false, env: { ...env, PKG_CONFIG_LIBDIR: path.join(tmp, 'none'), PKG_CONFIG_PATH: '' } }).out;
-    assert.match(out, /^screencapture: .* not found; install the build dependencies with: sudo apt-get install qtbase5-dev qtbase5-dev-tools libxcb1-dev libxcb-shm0-dev pkg-config g\+\+ make python3$/m);
+    assert.match(out, /^screencapture: .* not found; install the build dependencies with: sudo apt-get install qtbase5-dev qtbase5-dev-tools libxcb1-dev libxcb-shm0-dev libx11-dev pkg-config g\+\+ make python3$/m);
     assert.doesNotMatch(out, /gyp (info|ERR)/, 'node-gyp must not have started');
   });
 

@@ -192,6 +192,8 @@ void DiagramBaseScene::mouseMoveEvent(QGraphicsSceneMouseEvent* event) {
         }
         setDynamicRect(hoverRegion(currentPoint_));
         captureScreentPixmapPress();
+        // Nothing to propose (no window list on Wayland): no "0 x 0" box before the drag.
+        screenShotItem_->setShowSize(!dynamicRect_.isEmpty());
         break;
     case 1:
         captureScreentPixmapMove();

@@ -10,6 +10,7 @@
 #include <QBackingStore>
 #include <QDebug>
 #include <QDesktopWidget>
+#include <QEventLoop>
 #include <QPainter>
 #include <QScreen>
 #include <QTimer>
@@ -70,6 +71,14 @@ LinuxStartScreen::~LinuxStartScreen() {
 }
 
 int LinuxStartScreen::startWinScreen(QApplication* app) {
+    if (!startSession(app))
+        return 0;
+    QEventLoop loop;
+    connect(this, &LinuxStartScreen::sessionEnded, &loop, &QEventLoop::quit);
+    return loop.exec();
+}
+
+bool LinuxStartScreen::startSession(QApplication* app) {
     registerResources();
     StyleManager::instance();
     app->installEventFilter(eventFilter_);
@@ -80,7 +89,7 @@ int LinuxStartScreen::startWinScreen(QApplication* app) {
         // Never a black or grey frozen screen: the session ends before it shows.
         qWarning().noquote() << "capture ended without a screenshot:" << why;
         exitCode_ = 0;
-        return 0;
+        return false;
     }
     mainWindow_->setMainWindowRect(frozen.rect);
     // One monitor needs no bounds of its own.
@@ -88,12 +97,13 @@ int LinuxStartScreen::startWinScreen(QApplication* app) {
     mainWindow_->setScreenPixmap(new QPixmap(std::move(frozen.picture)));
     mainWindow_->selectionScene()->setHoverRegions(frozen.windows, frozen.screens);
     platform.showOverlay(mainWindow_, frozen.rect);
-    return QApplication::exec();
+    return true;
 }
 
 void LinuxStartScreen::slotCloseWindow(int code) {
     mainWindow_->close();
     exitCode_ = code;
+    emit sessionEnded(code);
 }
 
 int LinuxStartScreen::getExitCode() {

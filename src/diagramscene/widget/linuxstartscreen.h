@@ -14,13 +14,19 @@ public:
     explicit LinuxStartScreen(QObject* parent = nullptr);
     ~LinuxStartScreen() override;
 
-    // Grabs the desktop, shows the overlay and runs the event loop until it closes.
+    // Grabs the desktop, shows the overlay and runs an event loop until it closes.
     int startWinScreen(QApplication* app);
+    // The same without waiting, for a caller whose event loop already runs: false when the
+    // session ended at once (no screenshot), else sessionEnded() tells when it is over.
+    bool startSession(QApplication* app);
     int getExitCode();
     MainWindow* mainWindow() const { return mainWindow_; }
 
 public slots:
     void slotCloseWindow(int code);
+
+signals:
+    void sessionEnded(int code);
 
 private:
     void warmUp();

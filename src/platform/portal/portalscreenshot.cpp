@@ -126,10 +126,12 @@ QImage portalScreenshot(QString* error, int timeoutMs) {
     }
     unlisten(bus, requestPath, request);
     if (request->code != 0)
-        return fail(
-            QStringLiteral("the desktop portal refused the screenshot (response %1%2)")
-                .arg(request->code)
-                .arg(request->code == 1 ? QStringLiteral(", cancelled or denied") : QString()));
+        return fail(QStringLiteral("the desktop portal refused the screenshot (response %1%2)")
+                        .arg(request->code)
+                        .arg(request->code == 1 ? QStringLiteral(", cancelled or denied")
+                             // GNOME's portal answers a denial in its dialog so.
+                             : request->code == 2 ? QStringLiteral(", denied or failed")
+                                                  : QString()));
     const QString uri = request->results.value(QStringLiteral("uri")).toString();
     const QString file = QUrl(uri).toLocalFile();
     QImageReader reader(file);
