@@ -221,8 +221,7 @@ async function answerDialog({ env, xdo }, key, wait = 0) {
   return true;
 }
 
-// The probe's clipboard is read while the next session runs (the host serves it only from
-// inside a capture): a failure, or null.
+// The probe's clipboard, read when the next session has started: a failure, or null.
 async function checkProbe(ctx, stats) {
   const { rect } = ctx.probe;
   ctx.probe = null;

@@ -153,8 +153,8 @@ test('after each ending of a text being typed, and Esc with the button down, the
     ['undo, then Escape', true, () => button(place.toolbar, 'tool_back').then(() => h.sleep(200)).then(() => keys('Escape'))],
     ['Escape with the button down', false, () => h.mousemove(x.env, 900, 600).then(() => h.mousedown(x.env)).then(() => keys('Escape')).then(() => h.mouseup(x.env))],
   ];
-  await next();
   for (const [name, text, end] of endings) {
+    await next();
     await h.drag(x.env, r.x, r.y, r.x + r.w, r.y + r.h);
     if (text) await button(place.selecting, 'tool_text').then(() => h.clickAt(x.env, r.x + 60, r.y + 60)).then(() => h.type(x.env, 'ab'));
     await end();
@@ -163,9 +163,6 @@ test('after each ending of a text being typed, and Esc with the button down, the
     await h.drag(x.env, crop.x, crop.y, crop.x + crop.w, crop.y + crop.h);
     await keys('Return');
     assert.deepEqual(await h.ended(child, i), ['image'], `Enter after ${name}`);
-    await next(); // the host serves the clipboard only while a capture runs its event loop
     assert.equal(h.patternCropMismatch(h.readPng(await h.readClipboard(x.env, 'image/png')), crop), null, `after ${name}`);
   }
-  await keys('Escape');
-  assert.deepEqual(await h.ended(child, i), ['exit']);
 });
