@@ -7,8 +7,11 @@
 //
 // Seeded presses, drags, clicks (also on the toolbar and popups found on screen), double clicks,
 // moves and keys; the save dialog is answered when it opens; every session ends with Escape.
-// Prints sessions, result words, crashes, hangs and sanitizer reports; the events of failing
-// sessions go to FILE (default monkey-failures.json) for --replay. Exit status 1 on any failure.
+// Every 2 to 5 sessions (seeded) a probe session drags a known region and presses Enter: it
+// fails unless the clipboard then holds exactly that crop of the screen, so state left over
+// by the sessions before it shows. Prints sessions, probes, result words, crashes, hangs and
+// sanitizer reports; the events of failing sessions, with those since the last probe that
+// passed, go to FILE (default monkey-failures.json) for --replay. Exit status 1 on any failure.
 const { spawn } = require('child_process');
 const fs = require('fs');
 const os = require('os');
@@ -152,6 +155,12 @@ async function randomEvent(rnd, ctx) {
   return { what: 'right click', args: ['mousemove', ...a, 'click', 3] };
 }
 
+// A probe's region: at least 40 × 30, anywhere on the screen.
+function probeRect(rnd, { width: W, height: H }) {
+  const [w, ph] = [40 + Math.floor(rnd() * (W / 2)), 30 + Math.floor(rnd() * (H / 2))];
+  return { x: Math.floor(rnd() * (W - w)), y: Math.floor(rnd() * (H - ph)), w, h: ph };
+}
+
 // The host: one child process running capture sessions one after the other, each on a line
 // from us; restarted after a crash or a hang.
 function startHost(env) {
@@ -212,12 +221,28 @@ async function answerDialog({ env, xdo }, key, wait = 0) {
   return true;
 }
 
+// The probe's clipboard, read when the next session has started: a failure, or null.
+async function checkProbe(ctx, stats) {
+  const { rect } = ctx.probe;
+  ctx.probe = null;
+  const png = await h.readClipboard(ctx.env, 'image/png').catch((e) => e);
+  if (png instanceof Error) return `probe of ${JSON.stringify(rect)}: no image on the clipboard (${png.message.split('\n')[0]})`;
+  const img = h.readPng(png);
+  if (img.width !== rect.w || img.height !== rect.h) return `probe of ${JSON.stringify(rect)}: the clipboard holds ${img.width}x${img.height}`;
+  const cmp = h.comparePixels(img, (px, py) => background(rect.x + px, rect.y + py), { tolerance: 0 });
+  if (cmp.bad) return `probe of ${JSON.stringify(rect)}: ${h.diffText(cmp)}`;
+  stats.probes++;
+  return null;
+}
+
 // One session: start it, send its events (random, or those of `events`), end it with Escape.
-// Returns { word, failure, log }.
-async function session(host, ctx, events, rnd, stats) {
+// A probe session (`probe`, a rectangle) drags it out and presses Enter instead. Returns
+// { word, failure, log, checked (a probe before it was checked here) }.
+async function session(host, ctx, events, rnd, stats, probe) {
   const { env } = ctx;
   const index = host.sessions++;
-  const log = [];
+  const log = probe ? [{ what: 'probe', rect: probe }] : [];
+  let probeFailure = null;
   const ended = () => host.events('captured').find((l) => l.index === index);
   const gone = () => host.exitCode !== undefined;
   try {
@@ -230,7 +255,19 @@ async function session(host, ctx, events, rnd, stats) {
   } catch (e) {
     if (!gone()) return stats.hangs++, { failure: `hang: ${e.message.split('\n')[0]}`, log };
   }
-  const planned = events || Array.from({ length: 3 + Math.floor(rnd() * 30) });
+  const checked = !!ctx.probe && !gone();
+  const wrong = checked ? await checkProbe(ctx, stats) : null;
+  if (wrong) return stats.probeFailures++, { failure: wrong, log };
+  if (probe && !gone()) {
+    const { x, y, w, h: ph } = probe;
+    const path = [1, 2, 3, 4].flatMap((k) => ['mousemove', x + Math.round((w * k) / 4), y + Math.round((ph * k) / 4), 'sleep', 0.03]);
+    await ctx.xdo(['mousemove', x, y, 'mousedown', 1, ...path, 'mouseup', 1, 'sleep', 0.1, 'key', 'Return']);
+    await h.waitUntil(() => ended() || gone(), { timeout: TIMEOUT });
+    const word = ended() && (ended().calls[0] || { args: ['no callback'] }).args[0];
+    if (word === 'image') ctx.probe = { rect: probe };
+    else if (!gone()) stats.probeFailures++, (probeFailure = `probe of ${JSON.stringify(probe)}: ${word ? `ended with "${word}"` : 'Enter did not end the session'}`);
+  }
+  const planned = probe ? [] : events || Array.from({ length: 3 + Math.floor(rnd() * 30) });
   for (let i = 0; i < planned.length && !gone() && !ended() && (events || stats.events < opts.events); i++) {
     const ev = events ? planned[i] : await randomEvent(rnd, ctx);
     log.push(ev);
@@ -265,7 +302,8 @@ async function session(host, ctx, events, rnd, stats) {
     const tail = host.stderr.split('\n').slice(-15).join('\n');
     return { failure: `hang: the session did not end within ${TIMEOUT} ms of Escape; the host's last log lines:\n${tail}`, log };
   }
-  return { word: result.calls.length ? result.calls[0].args[0] : 'no callback', log };
+  const word = result.calls.length ? result.calls[0].args[0] : 'no callback';
+  return probeFailure ? { word, failure: probeFailure, log, checked } : { word, log, checked };
 }
 
 async function main() {
@@ -278,7 +316,7 @@ async function main() {
   // Saved files land in a private home, removed at the end.
   const env = { ...x.env, HOME: home, XDG_CONFIG_HOME: path.join(home, '.config') };
   delete env.XDG_DOWNLOAD_DIR;
-  const stats = { sessions: 0, events: 0, kinds: {}, results: {}, crashes: 0, hangs: 0, sanitizer: 0, failed: [] };
+  const stats = { sessions: 0, events: 0, kinds: {}, results: {}, crashes: 0, hangs: 0, sanitizer: 0, probes: 0, probeFailures: 0, failed: [] };
   let host;
   let stopXdo = () => {};
   try {
@@ -291,13 +329,25 @@ async function main() {
       `${x.width}x${x.height}, module ${path.relative(process.cwd(), h.MODULE_PATH)}${h.SANITIZED ? ' (sanitized)' : ''}`);
     const started = Date.now();
     let firstRss;
-    for (let s = 0; replay ? s < replay.sessions.length : stats.events < opts.events; s++) {
-      if (!host || host.exitCode !== undefined) host = startHost(env);
-      const r = await session(host, ctx, replay ? replay.sessions[s].events : null, rnd, stats);
+    // A probe every 2 to 5 sessions; its check runs at the start of the session after it, so
+    // the run ends with a session of no events when one is pending.
+    const gap = () => 2 + Math.floor(rnd() * 4);
+    let [untilProbe, history] = [gap(), []];
+    for (let s = 0; (replay ? s < replay.sessions.length : stats.events < opts.events) || ctx.probe; s++) {
+      // A new host has an empty clipboard: nothing to check.
+      if (!host || host.exitCode !== undefined) (host = startHost(env)), (ctx.probe = null);
+      const planned = replay ? replay.sessions[s]?.events || [] : stats.events < opts.events ? null : [];
+      const probe = replay ? planned[0]?.what === 'probe' && planned[0].rect : planned === null && --untilProbe === 0 && probeRect(rnd, ctx);
+      if (probe && !replay) untilProbe = gap();
+      const r = await session(host, ctx, planned, rnd, stats, probe);
       stats.sessions++;
       if (r.word) stats.results[r.word] = (stats.results[r.word] || 0) + 1;
+      // The sessions since the last probe that passed: a failure is replayed with them.
+      if (r.checked) history = [];
+      history.push({ session: s, events: r.log });
       if (r.failure) {
-        stats.failed.push({ session: s, reason: r.failure, events: r.log });
+        stats.failed.push(...history.map((f, k) => ({ ...f, reason: k === history.length - 1 ? r.failure : 'before a failure' })));
+        history = [];
         console.log(`session ${s}: ${r.failure}`);
         fs.writeFileSync(opts.out, JSON.stringify({ seed: opts.seed, width: x.width, height: x.height, sessions: stats.failed }, null, 1));
         await host.kill();
@@ -312,7 +362,7 @@ async function main() {
     const words = Object.entries(stats.results).map(([k, v]) => `${k} ${v}`).join(', ');
     console.log(`sessions ${stats.sessions} (${words}), events ${stats.events}, ${Math.round((Date.now() - started) / 1000)} s`);
     console.log(Object.entries(stats.kinds).map(([k, v]) => `${k} ${v}`).join(', '));
-    console.log(`crashes ${stats.crashes}, hangs ${stats.hangs}, sanitizer reports ${stats.sanitizer}`);
+    console.log(`crashes ${stats.crashes}, hangs ${stats.hangs}, sanitizer reports ${stats.sanitizer}, probes ${stats.probes} passed, ${stats.probeFailures} failed`);
     if (firstRss && lastRss) console.log(`host RSS after the first session ${Math.round(firstRss / 1024)} MB, at the end ${Math.round(lastRss / 1024)} MB`);
     if (stats.failed.length) {
       console.log(`events of ${stats.failed.length} failing session(s) written to ${opts.out}; replay with --replay ${opts.out}`);

@@ -183,6 +183,26 @@ m pop-font $W/selectfontwidget.cpp 'font.setPixelSize(fontClickFrame_->getFont()
 m pop-mosaic $W/selectmasoicwidget.cpp 'void SelectMasoicWidget::slotLineWidth(int) {
     emit sigChange(getStyle());' 'void SelectMasoicWidget::slotLineWidth(int) {' \
     'a mosaic size picked while a stroke is selected does not reach it'
+m win-reset $W/mainwindow.cpp '    styleManager->resetSession();' '' \
+    'after a text was being typed when a capture ended, Enter no longer confirms'
+m win-saveclip $W/mainwindow.cpp 'saveImage(image, name);' 'saveImage(QApplication::clipboard()->image(), name);' \
+    'save as writes whatever is on the clipboard when the dialog closes'
+m win-savewhy $W/mainwindow.cpp 'why = file.errorString();' ';' \
+    'a file that could not be written goes unmentioned'
+m sel-gesture $S/diagrambasescene.cpp '    mouseStatus_ = 0;
+    clickTookRegion_ = false;' '' \
+    'after Esc with the button down, the next capture cannot be confirmed'
+m sel-emptyclick $S/diagrambasescene.cpp 'if (taken.width() <= 0 || taken.height() <= 0) {' 'if (false) {' \
+    'a click where no window is proposed leaves the selection stuck'
+m sel-clicknudge $S/diagrambasescene.cpp '        captureScreentPixmapRelease();
+        showToolWidget();
+        return;' '        showToolWidget();
+        if (window_)
+            window_->showPaintView();
+        return;' \
+    'a window taken by a click cannot be adjusted with the arrow keys'
+m item-textundo $D/diagramtextitem.cpp 'if (paintStatus_ != PaintStatusFinished && StyleManager::manager)' 'if (false)' \
+    'after a text being typed is undone, Enter no longer confirms'
 
 # Replaces the one occurrence of FROM in FILE by TO (none with no TO); exit 3 when FROM is not
 # there exactly once.

@@ -103,6 +103,10 @@ private slots:
                            view->mapFromScene(QPointF(100, -80)));
         QCOMPARE(m->getAllItem().size(), 2);
         QCOMPARE(confirmed.count(), 1);
+        // Undoing the text being typed lets Enter confirm again.
+        QVERIFY(m->textFlag);
+        m->undo();
+        QVERIFY(!m->textFlag);
     }
 };
 

@@ -87,11 +87,12 @@ test('region selection at 1920x1080', async (t) => {
 
   // A capture where `region` is dragged out (from the corner `from`), then `act` runs and the
   // capture must end with `expect`; returns the clipboard image, checked against the pattern.
-  async function session(t, region, act, { from, expect = 'image', env, want = region } = {}) {
+  async function session(t, region, act, { from, expect = 'image', env, want = region, copied = true } = {}) {
     const child = await h.startCapture(t, x, { env });
     await select(region, from);
     const final = onScreen((await act(child)) || want);
     assert.deepEqual(await h.ended(child), [expect]);
+    if (!copied) return null;
     const img = h.readPng(await h.readClipboard(x.env, 'image/png'));
     assert.equal(h.patternCropMismatch(img, final), null, `${t.name}: clipboard should be the pattern's ${show(final)}`);
     return img;
@@ -185,32 +186,52 @@ test('region selection at 1920x1080', async (t) => {
     const region = span(520, 260, 860, 470);
     // Each run gets a private home whose download folder exists, so the dialog starts in
     // ~/Downloads/temp; `answer` deals with the dialog.
-    const saveAs = async (t, answer) => {
+    const saveAs = async (t, answer, { copied } = {}) => {
       const home = fs.mkdtempSync(path.join(dir, 'home-'));
       const start = path.join(home, 'Downloads', 'temp');
       fs.mkdirSync(start, { recursive: true });
       const env = { ...x.env, HOME: home, XDG_CONFIG_HOME: path.join(home, '.config') };
       delete env.XDG_DOWNLOAD_DIR;
-      const clip = await session(t, region, async () => {
+      let child;
+      const clip = await session(t, region, async (c) => {
+        child = c;
         await pressToolbarButton('tool_save');
         await answer(await h.waitForWindowNamed(x.env, '存储'));
-      }, { env, expect: 'save' });
-      return { start, clip };
+      }, { env, expect: 'save', copied });
+      return { start, clip, child };
+    };
+    // Types `name` into the dialog's file name field once it has the focus; `keys` follow.
+    const typeName = (name, ...keys) => async (dialog) => {
+      const focused = async () => (await h.run('xdotool', ['getwindowfocus'], { env: x.env, encoding: 'utf8' })).trim() === dialog;
+      assert.ok(await h.waitUntil(focused), 'the dialog must have the keyboard focus');
+      await h.sleep(200); // and its file name field
+      await h.key(x.env, 'ctrl+a');
+      await h.type(x.env, name);
+      await h.key(x.env, ...keys, 'Return');
     };
 
     await t.test('typing a file name and Return writes the clipboard image as PNG into ~/Downloads/temp', T, async (t) => {
-      const { start, clip } = await saveAs(t, async (dialog) => {
-        const focused = async () => (await h.run('xdotool', ['getwindowfocus'], { env: x.env, encoding: 'utf8' })).trim() === dialog;
-        assert.ok(await h.waitUntil(focused), 'the dialog must have the keyboard focus');
-        await h.sleep(200); // and its file name field
-        await h.type(x.env, 'region.png');
-        await h.key(x.env, 'Return');
-      });
+      const { start, clip } = await saveAs(t, typeName('region.png'));
       const file = path.join(start, 'region.png');
       assert.ok(fs.existsSync(file), `expected ${file}; the folder holds ${fs.readdirSync(start)}`);
       const saved = h.readPng(fs.readFileSync(file));
       assert.equal(h.patternCropMismatch(saved, region), null, 'saved file');
       assert.ok(saved.data.equals(clip.data), 'the file and the clipboard hold the same image');
+    });
+
+    await t.test('Ctrl+C in the file name field takes the clipboard; the file still gets the crop', T, async (t) => {
+      const { start } = await saveAs(t, typeName('copied.png', 'ctrl+a', 'ctrl+c'), { copied: false });
+      assert.equal(String(await h.readClipboard(x.env)), 'copied.png');
+      const file = path.join(start, 'copied.png');
+      assert.ok(fs.existsSync(file), `expected ${file}; the folder holds ${fs.readdirSync(start)}`);
+      assert.equal(h.patternCropMismatch(h.readPng(fs.readFileSync(file)), region), null, 'saved file');
+    });
+
+    // No file can be made in /sys, not even by root.
+    await t.test('a folder that takes no file: a log line says why, the clipboard keeps the crop', T, async (t) => {
+      const { child } = await saveAs(t, typeName('/sys/region.png'));
+      await child.waitForStderr('save as: the image was not written to "/sys/region.png": ');
+      assert.match(child.stderr, /not written to "\/sys\/region\.png": \S.* \(it is on the clipboard\)/);
     });
 
     await t.test('Escape in the dialog still ends with "save" and leaves the image on the clipboard', T, async (t) => {

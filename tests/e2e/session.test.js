@@ -124,3 +124,45 @@ test('two Main objects: Esc, right button and Enter end captures from either, al
   assert.deepEqual(dirs, [['//tmp'], ['/' + h.ROOT], ['//tmp']]);
   await child.kill();
 });
+
+// A capture ended while a text is typed (Esc, right button, toolbar undo then Esc), or by Esc
+// with the button down, leaves nothing behind: in the same process, the next capture is
+// confirmed by Enter with the exact crop.
+test('after each ending of a text being typed, and Esc with the button down, the next capture confirms with Enter', { timeout: 240000 }, async (t) => {
+  const x = await h.desktop(t, W, H, h.makePatternImage(W, H));
+  const layout = await h.layoutProbe(x.env);
+  const child = h.spawnChild(x.env, [{ op: 'wait' }, { op: 'capture', args: 'cb3' }, { op: 'loop' }]);
+  t.after(() => child.kill());
+  let i = -1;
+  const next = async () => {
+    await child.waitFor(() => child.events('waiting').length > i + 1, { what: `the host to wait after capture ${i}` });
+    await h.waitForOverlayGone(x.env);
+    child.send();
+    await h.waitForOverlay(x.env, { child });
+    await h.sleep(200);
+    return ++i;
+  };
+  const r = { x: 300, y: 200, w: 400, h: 260 };
+  const place = h.toolPlacement(layout, r, W, H, 'fontPopup');
+  const button = (bar, name) => h.clickAt(x.env, ...Object.values(h.toolButton(layout, bar, name)));
+  const keys = (...k) => h.key(x.env, ...k);
+  // [name, a text typed first, the ending]
+  const endings = [
+    ['Escape', true, () => keys('Escape')],
+    ['right button', true, () => h.clickAt(x.env, r.x + 200, r.y + 200, 3)],
+    ['undo, then Escape', true, () => button(place.toolbar, 'tool_back').then(() => h.sleep(200)).then(() => keys('Escape'))],
+    ['Escape with the button down', false, () => h.mousemove(x.env, 900, 600).then(() => h.mousedown(x.env)).then(() => keys('Escape')).then(() => h.mouseup(x.env))],
+  ];
+  for (const [name, text, end] of endings) {
+    await next();
+    await h.drag(x.env, r.x, r.y, r.x + r.w, r.y + r.h);
+    if (text) await button(place.selecting, 'tool_text').then(() => h.clickAt(x.env, r.x + 60, r.y + 60)).then(() => h.type(x.env, 'ab'));
+    await end();
+    assert.deepEqual(await h.ended(child, i), ['exit'], name);
+    const crop = { x: 150 + 10 * (await next()), y: 120, w: 500, h: 300 };
+    await h.drag(x.env, crop.x, crop.y, crop.x + crop.w, crop.y + crop.h);
+    await keys('Return');
+    assert.deepEqual(await h.ended(child, i), ['image'], `Enter after ${name}`);
+    assert.equal(h.patternCropMismatch(h.readPng(await h.readClipboard(x.env, 'image/png')), crop), null, `after ${name}`);
+  }
+});

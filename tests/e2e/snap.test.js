@@ -1,7 +1,7 @@
 'use strict';
 // Snapping the selection to real X windows, on a bare server and under openbox (also at a
-// fractional scale), the bare desktop, and moving or resizing the chosen region with the
-// arrow keys.
+// fractional scale), the bare desktop, and moving or resizing the chosen (dragged or clicked)
+// region with the arrow keys.
 const test = require('node:test');
 const assert = require('node:assert/strict');
 const fs = require('fs');
@@ -62,9 +62,10 @@ async function capture(t, x, before, want, act, env = x.env) {
   assert.equal(cmp.bad, 0, h.diffText(cmp));
 }
 
-// Hovers `at`, checks that the frame outlines `rect` (clipped to the screen), then clicks.
-async function snap(t, x, before, rect, at) {
-  await capture(t, x, before, rect, async () => {
+// Hovers `at`, checks that the frame outlines `rect` (clipped to the screen), clicks, then
+// types `keys`; the clipboard must hold `want`.
+async function snap(t, x, before, rect, at, keys = [], want = rect) {
+  await capture(t, x, before, want, async () => {
     await h.mousemove(x.env, ...at);
     const want = { x: rect.x - 1, y: rect.y - 1, w: rect.w + 2, h: rect.h + 2 };
     const r = await h.shotUntil(x.env, (shot) => {
@@ -73,6 +74,7 @@ async function snap(t, x, before, rect, at) {
     });
     assert.ok(r.ok, `frame ${JSON.stringify(r.box)} should outline ${JSON.stringify(rect)}`);
     await h.click(x.env);
+    if (keys.length) await h.key(x.env, ...keys);
   });
 }
 
@@ -83,6 +85,9 @@ test('snapping to windows, the bare desktop and arrow keys on a bare server', T,
   const before = await h.screenshot(x.env);
   for (const [i, win] of WINDOWS.entries()) await snap(t, x, before, rects[i], win.at);
   await capture(t, x, before, { x: 0, y: 0, w: W, h: H }, () => h.clickAt(x.env, 1100, 100));
+  // A clicked window is adjusted by keys as a dragged region is.
+  const a = rects[0];
+  await snap(t, x, before, a, WINDOWS[0].at, ['Right', 'Right', 'Right', 'shift+Down', 'shift+Down'], { ...a, x: a.x + 3, h: a.h + 2 });
 
   // Ten pixels right, five taller; the toolbar follows the bottom-right corner.
   await capture(t, x, before, { x: 610, y: 450, w: 300, h: 205 }, async () => {

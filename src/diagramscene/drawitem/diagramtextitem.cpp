@@ -14,6 +14,13 @@ DiagramTextItem::DiagramTextItem() : QGraphicsTextItem(nullptr) {
     StyleManager::instance()->textFlag = true;
 }
 
+DiagramTextItem::~DiagramTextItem() {
+    // Undone or dropped while being typed in: Enter must confirm again. (Only one text is
+    // open at a time; the manager may itself be going away.)
+    if (paintStatus_ != PaintStatusFinished && StyleManager::manager)
+        StyleManager::manager->textFlag = false;
+}
+
 void DiagramTextItem::setItemPaintStatus(ItemPaintStatus status) {
     prepareGeometryChange();
     paintStatus_ = status;

@@ -10,6 +10,7 @@ class DiagramTextItem : public QGraphicsTextItem {
     Q_OBJECT
 public:
     DiagramTextItem();
+    ~DiagramTextItem() override;
 
     void setItemPaintStatus(ItemPaintStatus status);
     ItemPaintStatus getItemPaintStatus() const { return paintStatus_; }

@@ -187,6 +187,14 @@ void StyleManager::cleanAllItem() {
     shapeMap.clear();
 }
 
+void StyleManager::resetSession() {
+    cleanAllItem();
+    textFlag = false;
+    selectDoneFlag = false;
+    for (QWidget* popup : widgetList)
+        popup->hide();
+}
+
 void StyleManager::setCurrentItem(QGraphicsItem* item) {
     qDebug() << "current changed to " << item;
     currentItem = item;

@@ -29,6 +29,8 @@ public:
     void removeItem(QGraphicsItem* item);
     void undo();
     void cleanAllItem();
+    // Back to how a capture starts: no items, no tool, both flags clear, every popup hidden.
+    void resetSession();
     void cleanSelectedItem();
     void setCurrentItem(QGraphicsItem* item);
     QGraphicsItem* getCurrentItem();

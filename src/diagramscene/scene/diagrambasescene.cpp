@@ -168,6 +168,7 @@ void DiagramBaseScene::mousePressEvent(QGraphicsSceneMouseEvent* event) {
         hideToolWidget();
     screenShotItem_->setShowSize(true);
     mouseStatus_ = 1;
+    clickTookRegion_ = false;
     pressPoint_ = pointerPos(event);
     QGraphicsScene::mousePressEvent(event);
 }
@@ -210,25 +211,31 @@ void DiagramBaseScene::mouseMoveEvent(QGraphicsSceneMouseEvent* event) {
 void DiagramBaseScene::mouseReleaseEvent(QGraphicsSceneMouseEvent* event) {
     if (!pixmapReady_ || event->button() == Qt::RightButton)
         return;
-    StyleManager::instance()->selectDoneFlag = true;
     currentPoint_ = pointerPos(event);
     glassItem_->setVisible(false);
     if (selectStatus_ == 0 && mouseStatus_ == 1) {
-        mouseStatus_ = 3;
         const QRectF r = screenShotItem_->getRect();
-        // A click without a drag takes the hover region, which then counts as chosen.
+        // A click without a drag takes the hover region, as if it had been dragged out.
         if (r.width() <= 0 || r.height() <= 0) {
             setDynamicRect(hoverRegion(currentPoint_));
             captureScreentPixmapPress();
         }
         const QRectF taken = screenShotItem_->getRect();
-        if (taken.width() > 0 && taken.height() > 0)
-            selectStatus_ = 2;
+        if (taken.width() <= 0 || taken.height() <= 0) {
+            // Nothing proposed there: still selecting.
+            mouseStatus_ = 0;
+            screenShotItem_->setShowSize(false);
+            return;
+        }
+        StyleManager::instance()->selectDoneFlag = true;
+        mouseStatus_ = 3;
+        selectStatus_ = 2;
+        clickTookRegion_ = true;
+        captureScreentPixmapRelease();
         showToolWidget();
-        if (window_)
-            window_->showPaintView();
         return;
     }
+    StyleManager::instance()->selectDoneFlag = true;
     if (selectStatus_ == 1 && mouseStatus_ == 2) {
         selectStatus_ = 2;
         captureScreentPixmapRelease();
@@ -262,14 +269,22 @@ void DiagramBaseScene::hideToolWidget() {
 }
 
 void DiagramBaseScene::mouseDoubleClickEvent(QGraphicsSceneMouseEvent* event) {
+    // Not when the first click of this double click took the region.
     const QRectF r = screenShotItem_->getRect();
-    if (selectStatus_ == 2 && r.width() > 0 && r.height() > 0 && window_)
+    if (selectStatus_ == 2 && r.width() > 0 && r.height() > 0 && !clickTookRegion_ && window_)
         window_->slotFinishScreenshots();
     QGraphicsScene::mouseDoubleClickEvent(event);
 }
 
 void DiagramBaseScene::resumeInitStatus() {
+    // A session may end with the button down (Esc mid-drag), or a double click's second press
+    // may arrive after it ended: no gesture carries over.
+    if (QGraphicsItem* grabber = mouseGrabberItem())
+        grabber->ungrabMouse();
     selectStatus_ = 0;
+    mouseStatus_ = 0;
+    clickTookRegion_ = false;
+    pressPoint_ = currentPoint_ = QPointF();
     screenShotItem_->setItemPaintStatus(PaintStatusFinished);
     screenShotItem_->setShowSize(false);
     screenShotItem_->setRect(QRectF(0, 0, 0, 0));

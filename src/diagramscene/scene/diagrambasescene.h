@@ -66,6 +66,8 @@ protected:
     MagnifyingGlassGraphicsitem* glassItem_;
     QVector<QRectF> hoverWindows_;
     QVector<QRectF> hoverScreens_;
+    // The last click took the proposed region (its double click does not confirm).
+    bool clickTookRegion_ = false;
 };
 
 #endif // DIAGRAMBASESCENE_H

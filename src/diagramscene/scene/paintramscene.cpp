@@ -105,7 +105,15 @@ void PaintRamScene::finishPaint() {
 
 void PaintRamScene::resumeInitStatus() {
     resetCounter_ = 0;
-    StyleManager::instance()->cleanAllItem();
+    if (QGraphicsItem* grabber = mouseGrabberItem())
+        grabber->ungrabMouse();
+    clearFocus();
+    paintOperate_ = FinishOperate;
+    mouseStatus_ = 0;
+    doubleClickArmed_ = drewItem_ = pressedOnItem_ = false;
+    paintPixmap_ = QPixmap();
+    paintImage_ = QImage();
+    pixmapItem_->setShowPixmap(QPixmap());
 }
 
 void PaintRamScene::mousePressEvent(QGraphicsSceneMouseEvent* event) {

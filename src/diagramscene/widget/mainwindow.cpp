@@ -9,14 +9,17 @@
 
 #include <QApplication>
 #include <QBackingStore>
+#include <QBuffer>
 #include <QClipboard>
 #include <QDebug>
 #include <QDesktopWidget>
 #include <QFile>
 #include <QFileDialog>
 #include <QGraphicsView>
+#include <QImageWriter>
 #include <QKeyEvent>
 #include <QPainter>
+#include <QSaveFile>
 #include <QStandardPaths>
 
 MainWindow::MainWindow(QWidget* parent)
@@ -108,6 +111,9 @@ MainWindow::~MainWindow() {
 }
 
 void MainWindow::setMainWindowRect(QRect const& rect) {
+    // Whatever reached the window after the last session ended (a double click's second
+    // press comes after its confirm) does not reach this one.
+    resumeInitStatus();
     DefualtBaseDate* base = DefualtBaseDate::instance();
     const int t = base->toolBarSize.height();
     const int p = base->lineWidgetSize.height();
@@ -375,8 +381,9 @@ void MainWindow::slotExitScreenshots() {
 }
 
 void MainWindow::slotSaveAs() {
-    QClipboard* clipboard = QApplication::clipboard();
-    clipboard->setImage(getPixmap().toImage(), QClipboard::Clipboard);
+    // The file gets this very image: while the dialog is open the clipboard may change hands.
+    const QImage image = getPixmap().toImage();
+    QApplication::clipboard()->setImage(image, QClipboard::Clipboard);
     emit showSaveAs();
     resumeInitStatus();
     const QString name = QFileDialog::getSaveFileName(
@@ -384,8 +391,29 @@ void MainWindow::slotSaveAs() {
         QStandardPaths::writableLocation(QStandardPaths::DownloadLocation) + "/temp",
         "Image Files(*.png)");
     if (!name.isNull())
-        clipboard->image(QClipboard::Clipboard).save(name, "PNG");
+        saveImage(image, name);
     emit mainWindowExit(2);
+}
+
+bool MainWindow::saveImage(QImage const& image, QString const& name) {
+    QByteArray png;
+    QBuffer buffer(&png);
+    QImageWriter writer(&buffer, "PNG");
+    QString why;
+    if (!writer.write(image)) {
+        why = writer.errorString();
+    } else {
+        // Written aside and renamed over the name, so a full disk leaves no half file.
+        QSaveFile file(name);
+        file.setDirectWriteFallback(true);
+        if (!file.open(QIODevice::WriteOnly) || file.write(png) != png.size() || !file.commit())
+            why = file.errorString();
+    }
+    if (!why.isEmpty())
+        qWarning().noquote() << QStringLiteral("save as: the image was not written to \"%1\": %2 "
+                                               "(it is on the clipboard)")
+                                    .arg(name, why);
+    return why.isEmpty();
 }
 
 void MainWindow::slotScreenCountChanged(int) {
@@ -393,17 +421,20 @@ void MainWindow::slotScreenCountChanged(int) {
     emit mainWindowExit(0);
 }
 
+// The one reset of a session's state, whatever ended it: the scenes' gestures, the items, the
+// manager's flags, the popups (and a drop-down list open in one), the views.
 void MainWindow::resumeInitStatus() {
-    styleManager->selectDoneFlag = false;
-    for (QWidget* popup : styleManager->getAllWidget())
-        popup->hide();
+    for (int i = 0; i < 8 && QApplication::activePopupWidget(); ++i)
+        QApplication::activePopupWidget()->close();
     delete screenPixmap;
     screenPixmap = nullptr;
     dimmedCache = QImage();
     paintedOnce = false;
     isPainting = false;
+    currentShape = 0;
     diagramScene->resumeInitStatus();
     paintScene->resumeInitStatus();
+    styleManager->resetSession();
     toolFrame->resumeInitStatus();
     toolFrame->hide();
     sizeWidget->hide();

@@ -78,6 +78,8 @@ protected:
     void paintEvent(QPaintEvent* event) override;
 
 private:
+    // Writes `image` as PNG; on failure a log line says why. False when nothing was written.
+    static bool saveImage(QImage const& image, QString const& name);
     void insertShape(PaintShape shape);
     void paintDimmed(QPainter& painter);
     QRect monitorAt(QPoint const& p) const;
