@@ -4,6 +4,8 @@
 #   deny    answers with response 1 (the user refused)
 #   file    answers with response 0 and the URI of FILE (missing or not a picture)
 #   silent  never answers
+#   late    answers like file, 32 s late (after the caller gave up)
+import os
 import sys
 from gi.repository import Gio, GLib
 
@@ -22,8 +24,18 @@ def on_call(conn, sender, path, iface, method, params, invocation):
         return
     code = 1 if MODE == 'deny' else 0
     results = {} if code else {'uri': GLib.Variant('s', 'file://' + FILE)}
-    conn.emit_signal(sender, handle, 'org.freedesktop.portal.Request', 'Response',
-                     GLib.Variant('(ua{sv})', (code, results)))
+
+    def answer():
+        if MODE == 'late':
+            os.utime(FILE)  # written for this request, as a real portal would
+        conn.emit_signal(sender, handle, 'org.freedesktop.portal.Request', 'Response',
+                         GLib.Variant('(ua{sv})', (code, results)))
+        return False
+
+    if MODE == 'late':
+        GLib.timeout_add_seconds(32, answer)
+    else:
+        answer()
 
 
 def on_bus(conn, name):

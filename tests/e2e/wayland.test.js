@@ -68,6 +68,8 @@ test('Wayland session', async (t) => {
   const x = await waylandDesktop(t, [{ w: 320, h: 240 }]);
   const notPicture = path.join(x.env.XDG_RUNTIME_DIR, 'not-a-picture.png');
   fs.writeFileSync(notPicture, 'not a picture');
+  const late = path.join(x.env.XDG_RUNTIME_DIR, 'late.png');
+  fs.writeFileSync(late, h.writePng(32, 24, h.makePatternImage(32, 24).data));
   const failures = Promise.all([
     [null, null, 'no XWayland: '],
     [null, undefined, 'the desktop portal is not available (org.freedesktop.DBus.Error.ServiceUnknown'],
@@ -75,6 +77,7 @@ test('Wayland session', async (t) => {
     ['file', '/nonexistent/shot.png', 'cannot read the portal\'s screenshot "file:///nonexistent/shot.png"'],
     ['file', notPicture, `cannot read the portal's screenshot "file://${notPicture}"`],
     ['silent', undefined, 'no answer from the desktop portal within 30 s'],
+    ['late', late, 'no answer from the desktop portal within 30 s'],
   ].map(async ([mode, file, line], i) => {
     const portal = await standinPortal(mode, file);
     t.after(() => portal.stop());
@@ -83,12 +86,17 @@ test('Wayland session', async (t) => {
     // A compositor that fails the direct copy: the portal is asked, and refuses.
     const failing = i === 2 && failingCompositor(path.join(x.env.XDG_RUNTIME_DIR, 'failing-wayland'));
     if (failing) Object.assign(env, { WAYLAND_DISPLAY: failing.path, SCREENCAPTURE_NO_SCREENCOPY: '' });
-    const child = h.spawnChild(env, [{ op: 'capture', args: 'cb3' }]);
+    // The host goes on after a capture that gave up on the portal; its late answer still comes.
+    const child = h.spawnChild(env, [{ op: 'capture', args: 'cb3' }, ...(mode === 'late' ? [{ op: 'wait' }] : [])]);
     t.after(() => { child.kill(); if (failing) failing.close(); });
     const r = await child.waitFor((l) => l.op === 'captured', { timeout: 45000, what: line });
     assert.deepEqual(r.calls, EXIT, line);
     if (failing) await child.waitForStderr('reading the screen directly failed, asking the portal: the compositor failed to copy an output');
     await child.waitForStderr(FAILED + line);
+    if (mode === 'late') {
+      assert.ok(await h.waitUntil(() => !fs.existsSync(late), { timeout: 15000 }), 'the late answer\'s file is removed');
+      return;
+    }
     assert.deepEqual(await child.exited, { code: 0, signal: null });
     if (file === notPicture) assert.ok(fs.existsSync(notPicture), 'a file that is no picture is not removed');
   }));
