@@ -422,6 +422,15 @@ async function findWindows(env, name) {
 }
 const visibleOverlays = (env) => findWindows(env, OVERLAY_TITLE);
 // The capture of `child` goes on: it has not ended and its overlay is still mapped.
+// Drags out a region and waits for its toolbar, right-aligned to the region's corner: X delivers
+// input in order, so everything sent before has been handled once it shows. What a negative
+// check waits for instead of a sleep.
+async function regionTaken(env) {
+  await drag(env, 100, 100, 400, 300);
+  const at = (shot) => { const b = findToolbar(shot); return { ok: !!b && Math.abs(b.x + b.w - 400) <= 3 }; };
+  if (!(await shotUntil(env, at, { timeout: 10000 })).ok) throw new Error('a dragged region got no toolbar by its corner');
+}
+
 async function assertOngoing(env, child, what) {
   assert.equal(child.events('captured').length, 0, what);
   assert.equal((await visibleOverlays(env)).length, 1, what);
@@ -586,7 +595,7 @@ module.exports = {
   cropImage, patternPixel, patternPosition, makePatternImage, blend, dimmedPattern, comparePixels, diffText,
   patternCropMismatch, boundingBox, findRunsBox, findToolbar, findMagnifier, screenshot, shotUntil, setRootPattern,
   spawnChild, spawnScript, spawnCapture, startCapture, xdotool, mousemove, mousedown, mouseup, click, key, type, clickAt,
-  doubleClickAt, linePoints, stroke, drag, visibleOverlays, assertOngoing, waitForWindowNamed, waitForOverlay,
+  doubleClickAt, linePoints, stroke, drag, visibleOverlays, regionTaken, assertOngoing, waitForWindowNamed, waitForOverlay,
   waitForOverlayGone, waitForWhite, readClipboard, clipboardTargets, holdClipboard, ended, copiedImage, annotate, layoutProbe,
   toolPlacement, toolButton, renderReference, compareWithReference, readPng, writePng,
 };

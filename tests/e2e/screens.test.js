@@ -71,7 +71,7 @@ test('a 16:9 screen', async (t) => {
     await h.waitForOverlay(x.env, { child });
     await h.sleep(300);
     await h.key(x.env, 'Return');
-    await h.sleep(400);
+    await h.regionTaken(x.env);
     assert.equal(child.events('captured').length, 1, 'the second session must go on');
     await h.key(x.env, 'Escape');
     assert.deepEqual(await h.ended(child, 1), ['exit']);

@@ -118,8 +118,7 @@ test('region selection at 1920x1080', async (t) => {
     await t.test('a double click before any region is chosen does not confirm', T, async (t) => {
       const child = await h.startCapture(t, x);
       await h.doubleClickAt(x.env, 700, 500);
-      await h.sleep(600);
-      await h.assertOngoing(x.env, child, 'a double click without a region');
+      // Confirming would have ended it with "image".
       await h.key(x.env, 'Escape');
       assert.deepEqual(await h.ended(child), ['exit']);
     });

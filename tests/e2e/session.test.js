@@ -53,7 +53,7 @@ test('capture sessions in one process', { timeout: 180000 }, async (t) => {
     assertDimmed(await h.screenshot(x.env), 0, 'overlay');
     await h.key(x.env, 'Return');
     await h.key(x.env, 'KP_Enter');
-    await h.sleep(400);
+    await h.regionTaken(x.env);
     await h.assertOngoing(x.env, child, 'Enter without a region');
     await h.key(x.env, 'Escape');
   });
