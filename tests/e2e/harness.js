@@ -426,8 +426,8 @@ const visibleOverlays = (env) => findWindows(env, OVERLAY_TITLE);
 // input in order, so everything sent before has been handled once it shows. What a negative
 // check waits for instead of a sleep.
 async function regionTaken(env) {
-  await drag(env, 100, 100, 400, 300);
-  const at = (shot) => { const b = findToolbar(shot); return { ok: !!b && Math.abs(b.x + b.w - 400) <= 3 }; };
+  await drag(env, 100, 100, 900, 600);
+  const at = (shot) => { const b = findToolbar(shot); return { ok: !!b && Math.abs(b.x + b.w - 900) <= 3 }; };
   if (!(await shotUntil(env, at, { timeout: 10000 })).ok) throw new Error('a dragged region got no toolbar by its corner');
 }
 
