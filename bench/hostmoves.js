@@ -102,12 +102,15 @@ const cpuSeconds = (pid) => fs.readFileSync(`/proc/${pid}/stat`, 'utf8').split('
   if (ready !== 'ready') throw new Error('poller did not start');
   const host = spawn(process.execPath, ['-e', HOST, opt.module], { stdio: ['pipe', 'pipe', 'ignore'] });
   const next = reader(host);
+  const died = (code) => { console.error(`the host ended (${code}) before the bench did`); process.exit(1); };
+  host.once('exit', died);
   if ((await next()) !== 'ready') throw new Error('host did not start');
   const series = { blocking: { drag: [], resize: [] }, promise: { drag: [], resize: [] } };
   for (const mode of ['blocking', 'promise', 'promise', 'blocking', 'blocking', 'promise']) await session(host, next, mode, series[mode]);
   const cpu0 = cpuSeconds(host.pid);
   await sleep(10000);
   const idleCpu = (cpuSeconds(host.pid) - cpu0) / 10;
+  host.off('exit', died);
   host.kill();
   poller.stdin.end();
 
