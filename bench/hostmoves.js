@@ -17,30 +17,8 @@ const fs = require('fs');
 const opt = { moves: 60 };
 for (let i = 2; i < process.argv.length; i += 2) opt[process.argv[i].replace(/^--/, '')] = process.argv[i + 1];
 const MOVES = Number(opt.moves);
-const now = () => Number(process.hrtime.bigint()) / 1e6;
+const { now, median, lines } = require('./procs');
 const sleep = (ms) => new Promise((r) => setTimeout(r, ms));
-const median = (a) => {
-  const s = [...a].sort((x, y) => x - y);
-  return s.length % 2 ? s[s.length >> 1] : (s[s.length / 2 - 1] + s[s.length / 2]) / 2;
-};
-
-// Line reader over a child's stdout.
-function reader(proc) {
-  const queue = [];
-  let wake = null;
-  let buf = '';
-  proc.stdout.on('data', (d) => {
-    const parts = (buf + d).split('\n');
-    buf = parts.pop();
-    queue.push(...parts);
-    if (wake) wake();
-  });
-  return async () => {
-    while (!queue.length) await new Promise((r) => (wake = r));
-    wake = null;
-    return queue.shift();
-  };
-}
 
 const HOST = `
 const { Main } = require(process.argv[1]);
@@ -56,7 +34,7 @@ out('ready');
 `;
 
 const poller = spawn(opt.poller, [], { stdio: ['pipe', 'pipe', 'inherit'] });
-const pollerLine = reader(poller);
+const pollerLine = lines(poller);
 const ask = async (cmd) => (poller.stdin.write(cmd + '\n'), (await pollerLine()).split(' '));
 const xdotool = (...a) => new Promise((r) => spawn('xdotool', a.map(String), { stdio: 'ignore' }).once('exit', r));
 
@@ -101,16 +79,13 @@ const cpuSeconds = (pid) => fs.readFileSync(`/proc/${pid}/stat`, 'utf8').split('
   const [ready, width, height] = (await pollerLine()).split(' ');
   if (ready !== 'ready') throw new Error('poller did not start');
   const host = spawn(process.execPath, ['-e', HOST, opt.module], { stdio: ['pipe', 'pipe', 'ignore'] });
-  const next = reader(host);
-  const died = (code) => { console.error(`the host ended (${code}) before the bench did`); process.exit(1); };
-  host.once('exit', died);
+  const next = lines(host);
   if ((await next()) !== 'ready') throw new Error('host did not start');
   const series = { blocking: { drag: [], resize: [] }, promise: { drag: [], resize: [] } };
   for (const mode of ['blocking', 'promise', 'promise', 'blocking', 'blocking', 'promise']) await session(host, next, mode, series[mode]);
   const cpu0 = cpuSeconds(host.pid);
   await sleep(10000);
   const idleCpu = (cpuSeconds(host.pid) - cpu0) / 10;
-  host.off('exit', died);
   host.kill();
   poller.stdin.end();
 

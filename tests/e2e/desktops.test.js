@@ -201,10 +201,7 @@ test('fractional scales: the clipboard holds the device pixels the user dragged'
     await h.clickAt(x.env, ...button('tool_save'));
     await h.waitForWindowNamed(x.env, '存储', { child });
     const saved = path.join(home, 'saved.png');
-    await h.sleep(300);
-    await h.key(x.env, 'ctrl+a');
-    await h.type(x.env, saved);
-    await h.key(x.env, 'Return');
+    await h.typeSaveName(x.env, saved);
     assert.deepEqual((await child.result()).calls, [{ args: ['save'], thisIsNull: true }]);
     assert.equal(h.patternCropMismatch(h.readPng(fs.readFileSync(saved)), ALIGNED), null);
   });

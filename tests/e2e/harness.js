@@ -422,6 +422,15 @@ async function findWindows(env, name) {
 }
 const visibleOverlays = (env) => findWindows(env, OVERLAY_TITLE);
 // The capture of `child` goes on: it has not ended and its overlay is still mapped.
+// Answers the open save dialog with `file` (its name field takes the keys a moment after it
+// shows).
+async function typeSaveName(env, file) {
+  await sleep(300);
+  await key(env, 'ctrl+a');
+  await type(env, file);
+  await key(env, 'Return');
+}
+
 // Drags out a region and waits for its toolbar, right-aligned to the region's corner: X delivers
 // input in order, so everything sent before has been handled once it shows. What a negative
 // check waits for instead of a sleep.
@@ -595,7 +604,7 @@ module.exports = {
   cropImage, patternPixel, patternPosition, makePatternImage, blend, dimmedPattern, comparePixels, diffText,
   patternCropMismatch, boundingBox, findRunsBox, findToolbar, findMagnifier, screenshot, shotUntil, setRootPattern,
   spawnChild, spawnScript, spawnCapture, startCapture, xdotool, mousemove, mousedown, mouseup, click, key, type, clickAt,
-  doubleClickAt, linePoints, stroke, drag, visibleOverlays, regionTaken, assertOngoing, waitForWindowNamed, waitForOverlay,
+  doubleClickAt, linePoints, stroke, drag, visibleOverlays, typeSaveName, regionTaken, assertOngoing, waitForWindowNamed, waitForOverlay,
   waitForOverlayGone, waitForWhite, readClipboard, clipboardTargets, holdClipboard, ended, copiedImage, annotate, layoutProbe,
   toolPlacement, toolButton, renderReference, compareWithReference, readPng, writePng,
 };

@@ -145,10 +145,7 @@ test('Wayland session', async (t) => {
     await h.waitForWindowNamed(s.env, '存储', { child });
     assert.deepEqual(await h.visibleOverlays(s.env), []);
     const saved = path.join(s.env.XDG_RUNTIME_DIR, 'saved.png');
-    await h.sleep(300);
-    await h.key(s.env, 'ctrl+a');
-    await h.type(s.env, saved);
-    await h.key(s.env, 'Return');
+    await h.typeSaveName(s.env, saved);
     assert.deepEqual((await child.result()).calls, [{ args: ['save'], thisIsNull: true }]);
     assert.equal(h.patternCropMismatch(h.readPng(fs.readFileSync(saved)), region), null);
     assert.ok(!fs.existsSync('/tmp/out.png'), 'the portal\'s file for this capture is removed');
