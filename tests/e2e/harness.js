@@ -1,7 +1,7 @@
 'use strict';
 // End-to-end helpers: private Xvfb servers, a scripted child process that owns the module,
-// xdotool/xclip/ImageMagick wrappers, control positions from build/layoutprobe, reference
-// drawings from build/annotref, and pixel checks.
+// xdotool/xclip/ImageMagick wrappers, control positions from build/layoutprobe, and pixel
+// checks.
 const assert = require('node:assert/strict');
 const { spawn, execFile, execFileSync } = require('child_process');
 const fs = require('fs');
@@ -564,41 +564,6 @@ function toolButton(layout, bar, name) {
   return { x: bar.x + c[0], y: bar.y + c[1] };
 }
 
-// `base` with `items` drawn by build/annotref (on the server of `env`, so with the module's
-// fonts); origin maps scene coordinates to pixels of `base`.
-async function renderReference(env, base, origin, items) {
-  const dir = fs.mkdtempSync(path.join(os.tmpdir(), 'sc-annotref-'));
-  try {
-    const [inFile, outFile] = [path.join(dir, 'in.png'), path.join(dir, 'out.png')];
-    fs.writeFileSync(inFile, writePng(base.width, base.height, base.data));
-    await run(path.join(ROOT, 'build', 'annotref'), [inFile, outFile, JSON.stringify({ origin, items })], { env, timeout: 20000 });
-    return readPng(fs.readFileSync(outFile));
-  } finally {
-    fs.rmSync(dir, { recursive: true, force: true });
-  }
-}
-
-// Compares `got` with the reference `want` drawn over `base`. Pixels the reference leaves as in
-// `base` or paints in one of the solid `colours` must match exactly; pixels it blends
-// (antialiased edges) and their 8 neighbours may differ by `aaTolerance`. Returns
-// { checked, exact, blended, bad, first }.
-function compareWithReference(got, want, base, { colours = [], aaTolerance = 0, skip = () => false } = {}) {
-  if (got.width !== want.width || got.height !== want.height) throw new Error(`size ${got.width}x${got.height}, expected ${want.width}x${want.height}`);
-  const { width: w, height: h } = want;
-  const blended = new Uint8Array(w * h);
-  for (let y = 0; y < h; y++) {
-    for (let x = 0; x < w; x++) {
-      const px = pixelAt(want, x, y);
-      if (sameRgb(px, pixelAt(base, x, y)) || colours.some((c) => sameRgb(px, c))) continue;
-      for (let ny = Math.max(0, y - 1); ny <= Math.min(h - 1, y + 1); ny++) blended.fill(1, ny * w + Math.max(0, x - 1), ny * w + Math.min(w, x + 2));
-    }
-  }
-  const expected = (x, y) => pixelAt(want, x, y);
-  const r = comparePixels(got, expected, { tolerance: 0, skip: (x, y) => skip(x, y) || blended[y * w + x] });
-  const aa = comparePixels(got, expected, { tolerance: aaTolerance, skip: (x, y) => skip(x, y) || !blended[y * w + x] });
-  return { exact: r.checked, blended: aa.checked, checked: r.checked + aa.checked, bad: r.bad + aa.bad, first: [...r.first, ...aa.first] };
-}
-
 module.exports = {
   ROOT, MODULE_PATH, SANITIZED, SANITIZER_REPORT, sleep, eventually, waitUntil, run, startXvfb, desktop, image, pixelAt, sameRgb,
   cropImage, patternPixel, patternPosition, makePatternImage, blend, dimmedPattern, comparePixels, diffText,
@@ -606,5 +571,5 @@ module.exports = {
   spawnChild, spawnScript, spawnCapture, startCapture, xdotool, mousemove, mousedown, mouseup, click, key, type, clickAt,
   doubleClickAt, linePoints, stroke, drag, visibleOverlays, typeSaveName, regionTaken, assertOngoing, waitForWindowNamed, waitForOverlay,
   waitForOverlayGone, waitForWhite, readClipboard, clipboardTargets, holdClipboard, ended, copiedImage, annotate, layoutProbe,
-  toolPlacement, toolButton, renderReference, compareWithReference, readPng, writePng,
+  toolPlacement, toolButton, readPng, writePng,
 };
