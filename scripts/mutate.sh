@@ -205,6 +205,27 @@ m sel-clicknudge $S/diagrambasescene.cpp '        captureScreentPixmapRelease();
     'a window taken by a click cannot be adjusted with the arrow keys'
 m item-textundo $D/diagramtextitem.cpp 'if (paintStatus_ != PaintStatusFinished && StyleManager::manager)' 'if (false)' \
     'after a text being typed is undone, Enter no longer confirms'
+m shape-round $D/rectanglegraphicsitem.cpp 'path.addRoundedRect(rect, 5.0, 5.0, Qt::AbsoluteSize);' 'path.addRect(rect);' \
+    'rectangles have sharp corners'
+m shape-ellipse $D/circlegraphicsitem.cpp 'painter->drawEllipse(rect);' 'painter->drawRect(rect);' \
+    'the ellipse tool draws rectangles'
+m paint-region $D/pixmapcacheitem.cpp 'painter->drawPixmap(rect_, pixmap_, QRectF(pixmap_.rect()));' '' \
+    'while annotating, the region shows no desktop'
+m pop-colourkept $W/clickframe.cpp 'color_ = color;' '' \
+    'a picked colour is shown but not used'
+m pop-colourpass $W/selectstylewidget.cpp 'lineWidthWidget_->setColor(color);
+    clickFrame_->setColor(color);' 'lineWidthWidget_->setColor(color);' \
+    'a colour picked in the line popup does not reach the drawing'
+m pop-fontkept $W/fontclickframe.cpp 'label_->setText(size);' '' \
+    'a text size picked is ignored'
+m pop-fontlist $W/fontlistitemwidget.cpp 'emit sigFontWidth(sizeTexts_.at(index));' 'emit sigFontWidth(sizeTexts_.at(0));' \
+    'every text size in the list gives small text'
+m win-sizebox $W/showsizewidget.cpp 'dark.setRgb(0, 0, 0, 200);' 'dark.setRgb(0, 0, 0, 150);' \
+    'the size read-out while annotating is lighter'
+m start-monitors $W/linuxstartscreen.cpp 'mainWindow_->setMonitors(frozen.monitors.size() > 1 ? frozen.monitors : QVector<QRect>());' 'mainWindow_->setMonitors(QVector<QRect>());' \
+    'with several monitors the toolbar straddles them and what no monitor shows is not black'
+m x11-ratio $P/x11/x11desktop.cpp 'out->picture.setDevicePixelRatio(d.ratio);' '' \
+    'with a scale factor the frozen desktop is drawn too large'
 
 # Replaces the one occurrence of FROM in FILE by TO (none with no TO); exit 3 when FROM is not
 # there exactly once.
