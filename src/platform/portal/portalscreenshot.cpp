@@ -35,7 +35,7 @@ void unlisten(QDBusConnection& bus, const QString& path, PortalRequest* request)
 
 // A picture the portal wrote for a request of ours is ours to remove, so no copy of the
 // desktop stays behind; anything else found under its name is left alone: a link, a file of
-// another user, one older than the request->
+// another user, one older than the request.
 void removePortalFile(const QString& file, const QDateTime& asked) {
     const QFileInfo info(file);
     if (file.isEmpty() || info.isSymLink() || !info.isFile() || info.ownerId() != ::geteuid() ||
