@@ -168,9 +168,9 @@ test('annotating with the line tools', async (t) => {
         // Something visible that the overlay can only do after handling the double click: the
         // text tool's popup (wider than the others) replaces the current one.
         await ses.tool('tool_text');
-        const textPopup = h.toolPlacement(layout, REGION, W, H, 'fontPopup').popup;
         await h.mousemove(x.env, W - 1, H - 1);
-        await h.waitForWhite(x.env, textPopup.x + layout.fontPopup.size.w - 6, textPopup.y + layout.fontPopup.size.h / 2, true);
+        const { popup } = await ses.panels();
+        await h.waitForWhite(x.env, popup.x + layout.fontPopup.size.w - 6, popup.y + layout.fontPopup.size.h / 2, true);
         await h.assertOngoing(x.env, ses.child, 'the capture must go on');
         // The drag did draw something, and the capture still confirms normally.
         const changed = inked(await ses.confirm(), all);

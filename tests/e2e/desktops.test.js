@@ -186,9 +186,8 @@ test('fractional scales: the clipboard holds the device pixels the user dragged'
   const env = { ...x.env, QT_SCALE_FACTOR: String(F) };
   const layout = await h.layoutProbe(env);
   const logical = { x: ALIGNED.x / F, y: ALIGNED.y / F, w: ALIGNED.w / F, h: ALIGNED.h / F };
-  const button = (name, popup) => {
-    const place = h.toolPlacement(layout, logical, W / F, H / F, popup).selecting;
-    const c = h.toolButton(layout, place, name);
+  const button = (name) => {
+    const c = h.toolButton(layout, h.barBelow(layout, logical), name);
     return [Math.round(c.x * F), Math.round(c.y * F)];
   };
 
@@ -210,7 +209,7 @@ test('fractional scales: the clipboard holds the device pixels the user dragged'
     const child = await h.startCapture(t, x, { env });
     await h.drag(x.env, ALIGNED.x, ALIGNED.y, ALIGNED.x + ALIGNED.w, ALIGNED.y + ALIGNED.h);
     await h.sleep(150);
-    await h.clickAt(x.env, ...button('tool_mosaic', 'mosaicPopup'));
+    await h.clickAt(x.env, ...button('tool_mosaic'));
     const y = ALIGNED.y + 200;
     await h.stroke(x.env, h.linePoints([ALIGNED.x + 150, y], [ALIGNED.x + 650, y], 9));
     await h.key(x.env, 'Return');

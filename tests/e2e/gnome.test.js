@@ -57,7 +57,7 @@ test('GNOME Shell session', async (t) => {
     const layout = await h.layoutProbe(s.env);
     child = await capture(t, s);
     await s.input.drag(region);
-    await s.input.click(...Object.values(h.toolButton(layout, onRight(h.toolPlacement(layout, region, 2 * W, H, 'fontPopup').selecting), 'tool_text')));
+    await s.input.click(...Object.values(h.toolButton(layout, onRight(h.barBelow(layout, region)), 'tool_text')));
     const spot = [region.x + 40, region.y + 60];
     await s.input.click(...spot);
     await h.sleep(200);
@@ -71,7 +71,7 @@ test('GNOME Shell session', async (t) => {
 
     child = await capture(t, s);
     await s.input.drag(region);
-    await s.input.click(...Object.values(h.toolButton(layout, onRight(h.toolPlacement(layout, region, 2 * W, H).selecting), 'tool_save')));
+    await s.input.click(...Object.values(h.toolButton(layout, onRight(h.barBelow(layout, region)), 'tool_save')));
     await h.waitForWindowNamed(s.env, '存储', { child });
     const saved = path.join(s.home, 'saved.png');
     await h.sleep(300);

@@ -194,26 +194,46 @@ function boundingBox(img, pred) {
   return count ? { x: x0, y: y0, w: x1 - x0 + 1, h: y1 - y0 + 1, count } : null;
 }
 
-// Bounding box of the pixels of `colour` (± tol) in horizontal runs of at least minRun pixels,
-// or null: long runs single out drawn frames and panels from stray pixels of that colour.
+// The first and last x of the runs of at least minRun pixels of `colour` (± tol) on row y, or
+// null: long runs single out drawn frames and panels from stray pixels of that colour.
+function rowRuns(img, y, colour, tol, minRun) {
+  let [x0, x1] = [Infinity, -1];
+  for (let x = 0, start = -1; x <= img.width; x++) {
+    const hit = x < img.width && sameRgb(pixelAt(img, x, y), colour, tol);
+    if (hit && start < 0) start = x;
+    if (hit || start < 0) continue;
+    if (x - start >= minRun) [x0, x1] = [Math.min(x0, start), Math.max(x1, x - 1)];
+    start = -1;
+  }
+  return x1 < 0 ? null : [x0, x1];
+}
+
+// Bounding box of all of them, or null.
 function findRunsBox(img, colour, { tol = 3, minRun = 40 } = {}) {
   let [x0, y0, x1, y1] = [Infinity, Infinity, -1, -1];
   for (let y = 0; y < img.height; y++) {
-    for (let x = 0, start = -1; x <= img.width; x++) {
-      const hit = x < img.width && sameRgb(pixelAt(img, x, y), colour, tol);
-      if (hit && start < 0) start = x;
-      if (hit || start < 0) continue;
-      if (x - start >= minRun) [x0, y0, x1, y1] = [Math.min(x0, start), Math.min(y0, y), Math.max(x1, x - 1), Math.max(y1, y)];
-      start = -1;
-    }
+    const r = rowRuns(img, y, colour, tol, minRun);
+    if (r) [x0, y0, x1, y1] = [Math.min(x0, r[0]), Math.min(y0, y), Math.max(x1, r[1]), y];
   }
   return x1 < 0 ? null : { x: x0, y: y0, w: x1 - x0 + 1, h: y1 - y0 + 1 };
 }
 
-// The toolbar: a white panel with a grey border `border` device pixels wide.
+// The toolbar: a white panel with a grey border `border` device pixels wide. With a style
+// popup 10 px above or below it, the box around both.
 function findToolbar(img, { border = 1 } = {}) {
   const b = findRunsBox(img, [255, 255, 255], { tol: 2, minRun: 60 });
   return b && { x: b.x - border, y: b.y - border, w: b.w + 2 * border, h: b.h + 2 * border };
+}
+
+// Where the toolbar and the style popup (10 px above or below it, left-aligned with it) are in
+// a screenshot, or null. The toolbar is the wider: its top rows are white across.
+function findPanels(img, layout) {
+  const u = findToolbar(img);
+  if (!u) return null;
+  const T = layout.toolbar.size.h;
+  const top = rowRuns(img, u.y + 3, [255, 255, 255], 2, 60);
+  const onTop = !!top && top[1] - top[0] + 1 >= layout.toolbar.size.w - 10;
+  return { toolbar: { x: u.x, y: onTop ? u.y : u.y + u.h - T }, popup: u.h > T ? { x: u.x, y: onTop ? u.y + T + 10 : u.y, h: u.h - T - 10 } : null };
 }
 
 // The magnifier panel, by its #606060 outline.
@@ -498,18 +518,32 @@ async function copiedImage(child, env, index = 0) {
 }
 
 
-// A capture on server x with `region` dragged out and `tool` chosen; `popup` is the style popup
-// that tool shows (see toolPlacement). at() maps region pixels to the screen; confirm() clicks
-// the toolbar's confirm button (or runs `how`) and returns the clipboard image.
-async function annotate(t, x, layout, region, tool, popup) {
-  const place = toolPlacement(layout, region, x.width, x.height, popup);
+// Waits for the toolbar, with or without a style popup, on the X screen of env; see findPanels.
+async function panelsOn(env, layout, withPopup) {
+  const r = await shotUntil(env, (shot) => {
+    const p = findPanels(shot, layout);
+    return { ok: !!p && !!p.popup === withPopup, ...p };
+  });
+  if (!r.ok) throw new Error(`no toolbar${withPopup ? ' and popup' : ''} on screen`);
+  return r;
+}
+
+// A capture on server x with `region` dragged out and `tool` chosen. panels() waits for the
+// toolbar and a style popup on screen (see findPanels); tool() and popupClick() click a
+// toolbar button or a popup control (layout positions) where they are; confirm() clicks the
+// confirm button (or runs `how`) and returns the clipboard image.
+async function annotate(t, x, layout, region, tool) {
   const child = await startCapture(t, x, { settle: 200 });
   const clickThen = async (px, py) => (await clickAt(x.env, px, py), await sleep(150));
   const ses = {
-    child, place,
+    child,
     at: (lx, ly) => [region.x + lx, region.y + ly],
-    tool: (name, bar = place.toolbar) => clickThen(...Object.values(toolButton(layout, bar, name))),
-    popupClick: (pos) => clickThen(place.popup.x + pos[0], place.popup.y + pos[1]),
+    panels: (withPopup = true) => panelsOn(x.env, layout, withPopup),
+    tool: async (name, withPopup) => clickThen(...Object.values(toolButton(layout, (await ses.panels(withPopup)).toolbar, name))),
+    popupClick: async (pos) => {
+      const { popup } = await ses.panels();
+      await clickThen(popup.x + pos[0], popup.y + pos[1]);
+    },
     async confirm(how = () => ses.tool('tool_confirm')) {
       await how();
       const img = await copiedImage(child, x.env);
@@ -518,8 +552,7 @@ async function annotate(t, x, layout, region, tool, popup) {
     },
   };
   await drag(x.env, region.x, region.y, region.x + region.w, region.y + region.h);
-  await sleep(150);
-  await ses.tool(tool, place.selecting);
+  await ses.tool(tool, false);
   return ses;
 }
 
@@ -537,26 +570,9 @@ async function layoutProbe(env) {
   return probeCache.get(k);
 }
 
-// Where the toolbar and a style popup sit for a selected region on a width × height screen:
-// selecting = the toolbar right after the region was dragged; toolbar and popup = once a tool
-// with that popup is chosen.
-function toolPlacement(layout, region, width, height, popup = 'linePopup') {
-  const [TW, T, P] = [layout.toolbar.size.w, layout.toolbar.size.h, layout[popup].size.h];
-  const right = region.x + region.w;
-  const y = region.y + region.h;
-  let L = right - TW;
-  if (L < 0) L = right > width ? width - TW : 0;
-  // Below the region's bottom-right corner when that leaves `room` above the screen bottom
-  // (QRect bottom = top + height - 1); else above the region when that leaves `room` at the
-  // top; else inside the region, above its bottom edge.
-  const above = (room) => (y <= height - room - 1 ? null : y - region.h > room ? y - region.h : y);
-  const [sel, styled] = [above(T + 10), above(T + P + 20)];
-  return {
-    selecting: { x: L, y: sel === null ? y + 10 : sel - T - 10 },
-    toolbar: { x: L, y: styled === null ? y + 10 : styled - T - 10 },
-    popup: { x: L, y: styled === null ? y + T + 20 : styled - T - 20 - P },
-  };
-}
+// Where the toolbar shows for a region clear of the screen's edges, before a tool is chosen:
+// right-aligned with the region, 10 px below it.
+const barBelow = (layout, r) => ({ x: r.x + r.w - layout.toolbar.size.w, y: r.y + r.h + 10 });
 
 function toolButton(layout, bar, name) {
   const c = layout.toolbar.buttons[name];
@@ -567,9 +583,9 @@ function toolButton(layout, bar, name) {
 module.exports = {
   ROOT, MODULE_PATH, SANITIZED, SANITIZER_REPORT, sleep, eventually, waitUntil, run, startXvfb, desktop, image, pixelAt, sameRgb,
   cropImage, patternPixel, patternPosition, makePatternImage, blend, dimmedPattern, comparePixels, diffText,
-  patternCropMismatch, boundingBox, findRunsBox, findToolbar, findMagnifier, screenshot, shotUntil, setRootPattern,
+  patternCropMismatch, boundingBox, findRunsBox, findPanels, findToolbar, findMagnifier, screenshot, shotUntil, setRootPattern,
   spawnChild, spawnScript, spawnCapture, startCapture, xdotool, mousemove, mousedown, mouseup, click, key, type, clickAt,
   doubleClickAt, linePoints, stroke, drag, visibleOverlays, typeSaveName, regionTaken, assertOngoing, waitForWindowNamed, waitForOverlay,
   waitForOverlayGone, waitForWhite, readClipboard, clipboardTargets, holdClipboard, ended, copiedImage, annotate, layoutProbe,
-  toolPlacement, toolButton, readPng, writePng,
+  panelsOn, barBelow, toolButton, readPng, writePng,
 };

@@ -148,7 +148,7 @@ test('no plugin from the host folder; a host leaving with a capture open leaves 
   await h.sleep(200);
   await h.drag(x.env, region.x, region.y, region.x + region.w, region.y + region.h);
   await h.sleep(200);
-  const save = h.toolButton(layout, h.toolPlacement(layout, region, W, H).selecting, 'tool_save');
+  const save = h.toolButton(layout, (await h.panelsOn(x.env, layout, false)).toolbar, 'tool_save');
   await h.clickAt(x.env, save.x, save.y);
   await h.waitForWindowNamed(x.env, '存储', { child: saver });
   await h.sleep(300);

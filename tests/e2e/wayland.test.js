@@ -123,8 +123,7 @@ test('Wayland session', async (t) => {
     await h.drag(s.env, region.x, region.y, region.x + region.w, region.y + region.h);
     // The toolbar stays on the right output, where the region's bottom-right corner is.
     const onRight = (p) => ({ ...p, x: Math.max(p.x, W) });
-    const place = h.toolPlacement(layout, region, 2 * W, H, 'fontPopup');
-    await h.clickAt(s.env, ...Object.values(h.toolButton(layout, onRight(place.selecting), 'tool_text')));
+    await h.clickAt(s.env, ...Object.values(h.toolButton(layout, onRight(h.barBelow(layout, region)), 'tool_text')));
     const spot = [region.x + 40, region.y + 60];
     await h.clickAt(s.env, ...spot);
     await h.sleep(200);
@@ -146,7 +145,7 @@ test('Wayland session', async (t) => {
     t.after(() => watcher.close());
     child = await h.startCapture(t, { ...s, width: 2 * W, height: H }, { env: { ...s.portal, HOME: s.env.XDG_RUNTIME_DIR } });
     await h.drag(s.env, region.x, region.y, region.x + region.w, region.y + region.h);
-    await h.clickAt(s.env, ...Object.values(h.toolButton(layout, onRight(h.toolPlacement(layout, region, 2 * W, H).selecting), 'tool_save')));
+    await h.clickAt(s.env, ...Object.values(h.toolButton(layout, onRight(h.barBelow(layout, region)), 'tool_save')));
     await h.waitForWindowNamed(s.env, '存储', { child });
     assert.deepEqual(await h.visibleOverlays(s.env), []);
     const saved = path.join(s.env.XDG_RUNTIME_DIR, 'saved.png');
