@@ -102,6 +102,12 @@ m plat-place $P/overlayplacement.cpp 'overlay->setGeometry(rect);' '' \
     'the overlay does not cover the desktop'
 m plat-union $P/desktoplayout.cpp 'd.device |= deviceGeometry(screen);' 'd.device = deviceGeometry(screen);' \
     'the overlay covers the last monitor only'
+m plat-stacking $P/x11/x11windowsnapshot.cpp 'for (int i = n - 1; i >= 0; --i) {' 'for (int i = 0; i < n; ++i) {' \
+    'where two windows overlap, a click takes the one underneath'
+m plat-gtkframe $P/x11/x11windowsnapshot.cpp 'if (inner.isValid())' 'if (false)' \
+    "a client-side decorated window is taken with its shadow"
+m plat-shmdepth $P/x11/x11screengrab.cpp 'if (!rootIsRgb32(c, screen))' 'if (!rootIsRgb32(c, screen) && false)' \
+    'on a 16-bit X server the frozen desktop is garbage'
 m plat-scale $P/desktoplayout.cpp 'd.ratio = anchor->devicePixelRatio();' 'd.ratio = 1;' \
     'at a fractional scale the copy is not what was dragged'
 m plat-portalratio $P/portal/portaldesktop.cpp 'qMax(1.0, qreal(image.width()) / d.logical.width());' 'qMax(1, image.width() / d.logical.width());' \
@@ -126,6 +132,10 @@ m gn-sizebox $S/diagrambasescene.cpp 'screenShotItem_->setShowSize(!dynamicRect_
     'on Wayland a "0 x 0" box floats over the desktop once the mouse moves'
 m plat-remove $P/portal/portalscreenshot.cpp '    QFile::remove(file);' '' \
     "every capture on GNOME or KDE leaves a copy of the desktop in a file"
+m plat-handle $P/portal/portalscreenshot.cpp 'if (handle != requestPath && !request->answered) {' 'if (false) {' \
+    'a portal that chooses its own request path never answers: no capture'
+m plat-age $P/portal/portalscreenshot.cpp 'info.lastModified().toUTC() < asked.addSecs(-2)' 'false' \
+    'an older file answered by the portal is removed'
 m plat-late $P/portal/portalscreenshot.cpp 'if (code == 0 && QImageReader(file).canRead())' 'if (false)' \
     "a screenshot the portal sends after the capture gave up stays on disk"
 m plat-owner $P/portal/portalscreenshot.cpp 'info.ownerId() != ::geteuid() ||' '' \
@@ -193,6 +203,14 @@ m win-saveclip $W/mainwindow.cpp 'saveImage(image, name);' 'saveImage(QApplicati
     'save as writes whatever is on the clipboard when the dialog closes'
 m win-savewhy $W/mainwindow.cpp 'why = file.errorString();' ';' \
     'a file that could not be written goes unmentioned'
+m sel-clip $S/diagrambasescene.cpp 'region = screen.isNull() ? w : w & screen;' 'region = w;' \
+    'a window partly off the screen is taken with the part no one sees'
+m sel-clampleft $S/diagrambasescene.cpp 'r.moveLeft(qMax(desk.left(), qMin(r.left() + dx, desk.right() - r.width())));' 'r.moveLeft(qMin(r.left() + dx, desk.right() - r.width()));' \
+    'Left moves the region off the desktop'
+m sel-clamptop $S/diagrambasescene.cpp 'r.moveTop(qMax(desk.top(), qMin(r.top() + dy, desk.bottom() - r.height())));' 'r.moveTop(qMin(r.top() + dy, desk.bottom() - r.height()));' \
+    'Up moves the region off the desktop'
+m win-nudgepaint $W/mainwindow.cpp 'if (isPainting || (mods != Qt::NoModifier' 'if ((mods != Qt::NoModifier' \
+    'while typing a text the arrow keys move the region, not the cursor'
 m sel-gesture $S/diagrambasescene.cpp '    mouseStatus_ = 0;
     clickTookRegion_ = false;' '' \
     'after Esc with the button down, the next capture cannot be confirmed'

@@ -67,7 +67,7 @@ const CHILDREN = Symbol('children');
 // Xvfb on a display it picks itself, or (dummyXorg) Xorg with the dummy driver, which unlike
 // Xvfb puts monitors side by side and can switch one off (see xrandr); stop() also kills every
 // child started with its env.
-async function startXvfb({ width = 1280, height = 800, timeout = 10000, dummyXorg = false } = {}) {
+async function startXvfb({ width = 1280, height = 800, depth = 24, timeout = 10000, dummyXorg = false } = {}) {
   const runtime = fs.mkdtempSync(path.join(os.tmpdir(), 'sc-xvfb-'));
   fs.chmodSync(runtime, 0o700);
   const conf = path.join(runtime, 'xorg.conf');
@@ -75,7 +75,7 @@ async function startXvfb({ width = 1280, height = 800, timeout = 10000, dummyXor
 Section "Monitor"\nIdentifier "m"\nHorizSync 5.0-1000.0\nVertRefresh 5.0-200.0\nEndSection
 Section "Screen"\nIdentifier "s"\nDevice "d"\nMonitor "m"\nDefaultDepth 24
 SubSection "Display"\nDepth 24\nVirtual 4000 2000\nEndSubSection\nEndSection\n`);
-  const [cmd, own] = dummyXorg ? ['Xorg', ['-config', conf, '-logfile', path.join(runtime, 'log')]] : ['Xvfb', ['-screen', '0', `${width}x${height}x24`]];
+  const [cmd, own] = dummyXorg ? ['Xorg', ['-config', conf, '-logfile', path.join(runtime, 'log')]] : ['Xvfb', ['-screen', '0', `${width}x${height}x${depth}`]];
   const xvfb = track(spawn(cmd, [...own, '-displayfd', '3', '-nolisten', 'tcp', '-noreset'], { stdio: ['ignore', 'ignore', 'pipe', 'pipe'] }));
   let log = '';
   xvfb.stderr.on('data', (d) => (log += d));

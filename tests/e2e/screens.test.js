@@ -1,6 +1,7 @@
 'use strict';
 // Screens: sizes on a 16:9 screen, two monitors side by side, a monitor switched off during a
-// session; and how sessions end while annotating or in a second capture of one process.
+// session, a 16-bit screen; and how sessions end while annotating or in a second capture of one
+// process.
 const test = require('node:test');
 const assert = require('node:assert/strict');
 const h = require('./harness');
@@ -76,4 +77,19 @@ test('a 16:9 screen', async (t) => {
     await h.key(x.env, 'Escape');
     assert.deepEqual(await h.ended(child, 1), ['exit']);
   });
+});
+
+test('a 16-bit screen is copied as it shows', T, async (t) => {
+  const x = await h.startXvfb({ width: 640, height: 480, depth: 16 });
+  t.after(() => x.stop());
+  // Blocks of colours a 16-bit screen shows exactly.
+  const picture = h.image(640, 480, (px, py) => [(px >> 3) & 1, (py >> 3) & 1, ((px + py) >> 4) & 1].map((b) => 255 * b));
+  await h.setRootPattern(x.env, picture);
+  const child = await h.startCapture(t, x);
+  await h.drag(x.env, 40, 30, 240, 130);
+  await h.key(x.env, 'Return');
+  const img = await h.copiedImage(child, x.env);
+  assert.deepEqual([img.width, img.height], [200, 100]);
+  const cmp = h.comparePixels(img, (px, py) => h.pixelAt(picture, 40 + px, 30 + py), { tolerance: 0 });
+  assert.equal(cmp.bad, 0, h.diffText(cmp));
 });

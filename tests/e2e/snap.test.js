@@ -84,6 +84,8 @@ test('snapping to windows, the bare desktop and arrow keys on a bare server', T,
   assert.deepEqual(rects, WINDOWS.map(({ x: wx, y, w, h: wh }) => ({ x: wx, y, w, h: wh })));
   const before = await h.screenshot(x.env);
   for (const [i, win] of WINDOWS.entries()) await snap(t, x, before, rects[i], win.at);
+  // Where A and B overlap, B is on top.
+  await capture(t, x, before, rects[1], () => h.clickAt(x.env, 300, 250));
   await capture(t, x, before, { x: 0, y: 0, w: W, h: H }, () => h.clickAt(x.env, 1100, 100));
   // A clicked window is adjusted by keys as a dragged region is.
   const a = rects[0];
@@ -103,10 +105,25 @@ test('snapping to windows, the bare desktop and arrow keys on a bare server', T,
     });
     assert.ok(moved.ok, 'the toolbar should follow the region');
   });
-  // At the right edge the region stops, in place and in size.
+  // At the edges the region stops, in place and in size.
   await capture(t, x, before, { x: W - 300, y: 100, w: 300, h: 200 }, async () => {
     await h.drag(x.env, W - 305, 100, W - 5, 300);
     await h.key(x.env, ...Array(10).fill('Right'), ...Array(10).fill('shift+Right'));
+  });
+  await capture(t, x, before, { x: 0, y: 0, w: 300, h: 200 }, async () => {
+    await h.drag(x.env, 5, 5, 305, 205);
+    await h.key(x.env, ...Array(10).fill('Left'), ...Array(10).fill('Up'));
+  });
+
+  // C partly off the screen, with a client-side shadow (l, r, t, b) of 10, 20, 5, 15: its
+  // inside, clipped to the screen, is taken, and Left moves that by a pixel.
+  const c = await h.waitForWindowNamed(x.env, '^snapC$');
+  await h.xdotool(x.env, ['windowmove', '--sync', c, 1180, 700]);
+  await h.run('xprop', ['-id', c, '-f', '_GTK_FRAME_EXTENTS', '32c', '-set', '_GTK_FRAME_EXTENTS', '10,20,5,15'], { env: x.env });
+  const { shot } = await h.shotUntil(x.env, (s) => ({ ok: h.sameRgb(h.pixelAt(s, W - 1, H - 1), WINDOWS[2].colour) }));
+  await capture(t, x, shot, { x: 1189, y: 705, w: W - 1190, h: H - 705 }, async () => {
+    await h.clickAt(x.env, 1250, 750);
+    await h.key(x.env, 'Left');
   });
 });
 

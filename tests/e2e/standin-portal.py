@@ -5,6 +5,7 @@
 #   file    answers with response 0 and the URI of FILE (missing or not a picture)
 #   silent  never answers
 #   late    answers like file, 32 s late (after the caller gave up)
+#   moved   answers like file, a moment later, on a request path of its own choosing
 import os
 import sys
 from gi.repository import Gio, GLib
@@ -19,6 +20,8 @@ XML = '''<node><interface name="org.freedesktop.portal.Screenshot">
 def on_call(conn, sender, path, iface, method, params, invocation):
     token = params.unpack()[1].get('handle_token', 't')
     handle = '/org/freedesktop/portal/desktop/request/%s/%s' % (sender[1:].replace('.', '_'), token)
+    if MODE == 'moved':
+        handle += '_moved'
     invocation.return_value(GLib.Variant('(o)', (handle,)))
     if MODE == 'silent':
         return
@@ -34,6 +37,8 @@ def on_call(conn, sender, path, iface, method, params, invocation):
 
     if MODE == 'late':
         GLib.timeout_add_seconds(32, answer)
+    elif MODE == 'moved':
+        GLib.timeout_add(300, answer)
     else:
         answer()
 

@@ -155,7 +155,7 @@ test('Wayland session', async (t) => {
     assert.ok(written.length > 0 && !fs.existsSync('/tmp/out.png'), `the portal's file for this capture (${written}) is removed`);
   });
 
-  await t.test('the portal\'s file stays when it is a link or another user\'s', T, async (t) => {
+  await t.test('the portal\'s file stays when it is a link, another user\'s or older than the request', T, async (t) => {
     const dir = fs.mkdtempSync(path.join(os.tmpdir(), 'sc-wl-file-'));
     t.after(() => fs.rmSync(dir, { recursive: true, force: true }));
     const picture = path.join(dir, 'picture.png');
@@ -165,8 +165,12 @@ test('Wayland session', async (t) => {
     const theirs = path.join(dir, 'theirs.png');
     fs.copyFileSync(picture, theirs);
     fs.chownSync(theirs, 65534, 65534);
-    for (const file of [link, theirs]) {
-      const portal = await standinPortal('file', file);
+    const old = path.join(dir, 'old.png');
+    fs.copyFileSync(picture, old);
+    fs.utimesSync(old, 0, 0);
+    // The last answer comes on a request path the portal chose itself.
+    for (const [mode, file] of [['file', link], ['file', theirs], ['moved', old]]) {
+      const portal = await standinPortal(mode, file);
       t.after(() => portal.stop());
       const child = await h.startCapture(t, { ...x, width: 320, height: 240 }, { env: { ...x.portal, ...portal.env } });
       await h.key(x.env, 'Escape');
