@@ -10,8 +10,9 @@
 # logs and summary.txt live (default /tmp/sc-mutate). The copy keeps its build/ between runs, at
 # the same path, so rebuilds stay incremental. A fault whose fragment is not found exactly once
 # is reported NOT APPLIED: fix its fragment rather than ignore it.
-# --prior: an earlier summary (default: the work dir's last one); a mutant's earlier killer runs
-# first, which only changes the order, never the verdict. --trust-suites: skip the unmutated
+# --prior: an earlier summary (default: the work dir's last one, else docs/mutation.txt, the
+# last full run's); a mutant's earlier killer runs first, which only changes the order, never
+# the verdict. --trust-suites: skip the unmutated
 # pass over every suite, for a tree whose full test run was just seen passing.
 set -uo pipefail
 here=$(cd "$(dirname "$0")/.." && pwd)
@@ -274,6 +275,7 @@ mkdir -p "$copy" "$logs"
 say() { printf '%s\n' "$*" | tee -a "$summary"; }
 declare -A killer
 [ -n "$prior" ] || prior=$summary
+[ -f "$prior" ] || prior=$tree/docs/mutation.txt
 if [ -f "$prior" ]; then
     while read -r id _ _ suite _; do killer[$id]=$suite; done < <(grep -E '^[a-z-]+ +killed by ' "$prior")
 fi

@@ -29,26 +29,6 @@ async function monitors(t, list) {
   return x;
 }
 
-// openbox, or xfwm4 (Xfce's, with its settings daemon on a private session bus, and its
-// focus-stealing prevention on), managing x.
-async function windowManager(t, x, name) {
-  const [cmd, args] = name === 'openbox' ? ['openbox', ['--sm-disable']] : ['dbus-run-session', ['--', 'xfwm4', '--compositor=off', '--sm-client-disable']];
-  const config = path.join(x.env.XDG_RUNTIME_DIR, 'config');
-  const channel = path.join(config, 'xfce4', 'xfconf', 'xfce-perchannel-xml');
-  fs.mkdirSync(channel, { recursive: true });
-  fs.writeFileSync(path.join(channel, 'xfwm4.xml'), `<?xml version="1.0" encoding="UTF-8"?>
-<channel name="xfwm4" version="1.0"><property name="general" type="empty">
-<property name="prevent_focus_stealing" type="bool" value="true"/></property></channel>\n`);
-  const wm = spawn(cmd, args, { env: { ...x.env, XDG_CONFIG_HOME: config }, stdio: 'ignore', detached: true });
-  t.after(() => {
-    try {
-      process.kill(-wm.pid, 'SIGKILL');
-    } catch {}
-  });
-  const managing = async () => /window id/.test(String(await h.run('xprop', ['-root', '_NET_SUPPORTING_WM_CHECK'], { env: x.env, encoding: 'utf8' })));
-  assert.ok(await h.waitUntil(managing, { timeout: 20000 }), `${name} did not start`);
-}
-
 // Another application's window (ImageMagick's display), given the focus by the window manager.
 async function otherApp(t, x, at) {
   const file = path.join(x.env.XDG_RUNTIME_DIR, 'other.png');
@@ -87,7 +67,7 @@ for (const wm of ['openbox', 'xfwm4']) {
   test(`two monitors under ${wm}, another application focused`, async (t) => {
     const list = [{ w: 1920, h: 1080, x: 0, y: 0 }, { w: 1280, h: 1024, x: 1920, y: 0 }];
     const x = await monitors(t, list);
-    await windowManager(t, x, wm);
+    await h.windowManager(t, x, wm);
     const other = await otherApp(t, x, [100, 700]);
     await other.focus();
     const before = await h.screenshot(x.env);
@@ -133,7 +113,7 @@ for (const wm of ['openbox', 'xfwm4']) {
 test('three monitors of different sizes, one below another', async (t) => {
   const list = [{ w: 1920, h: 1080, x: 0, y: 0 }, { w: 1280, h: 1024, x: 1920, y: 0 }, { w: 1024, h: 768, x: 0, y: 1080 }];
   const x = await monitors(t, list);
-  await windowManager(t, x, 'openbox');
+  await h.windowManager(t, x, 'openbox');
   const before = await h.screenshot(x.env);
   // One on each monitor; the second's bottom leaves no room for the toolbar below it.
   const regions = [{ x: 1500, y: 700, w: 300, h: 200 }, { x: 2400, y: 800, w: 500, h: 200 }, { x: 100, y: 1200, w: 500, h: 300 }];

@@ -518,6 +518,26 @@ async function copiedImage(child, env, index = 0) {
 }
 
 
+// openbox, or xfwm4 (Xfce's, with its settings daemon on a private session bus, and its
+// focus-stealing prevention on), managing the server x until the test t ends.
+async function windowManager(t, x, name) {
+  const [cmd, args] = name === 'openbox' ? ['openbox', ['--sm-disable']] : ['dbus-run-session', ['--', 'xfwm4', '--compositor=off', '--sm-client-disable']];
+  const config = path.join(x.env.XDG_RUNTIME_DIR, 'config');
+  const channel = path.join(config, 'xfce4', 'xfconf', 'xfce-perchannel-xml');
+  fs.mkdirSync(channel, { recursive: true });
+  fs.writeFileSync(path.join(channel, 'xfwm4.xml'), `<?xml version="1.0" encoding="UTF-8"?>
+<channel name="xfwm4" version="1.0"><property name="general" type="empty">
+<property name="prevent_focus_stealing" type="bool" value="true"/></property></channel>\n`);
+  const wm = track(spawn(cmd, args, { env: { ...x.env, XDG_CONFIG_HOME: config }, stdio: 'ignore', detached: true }));
+  t.after(() => {
+    try {
+      process.kill(-wm.pid, 'SIGKILL');
+    } catch {}
+  });
+  const managing = async () => /window id/.test(String(await run('xprop', ['-root', '_NET_SUPPORTING_WM_CHECK'], { env: x.env, encoding: 'utf8' })));
+  assert.ok(await waitUntil(managing, { timeout: 20000 }), `${name} did not start`);
+}
+
 // Waits for the toolbar, with or without a style popup, on the X screen of env; see findPanels.
 async function panelsOn(env, layout, withPopup) {
   const r = await shotUntil(env, (shot) => {
@@ -587,5 +607,5 @@ module.exports = {
   spawnChild, spawnScript, spawnCapture, startCapture, xdotool, mousemove, mousedown, mouseup, click, key, type, clickAt,
   doubleClickAt, linePoints, stroke, drag, visibleOverlays, typeSaveName, regionTaken, assertOngoing, waitForWindowNamed, waitForOverlay,
   waitForOverlayGone, waitForWhite, readClipboard, clipboardTargets, holdClipboard, ended, copiedImage, annotate, layoutProbe,
-  panelsOn, barBelow, toolButton, readPng, writePng,
+  windowManager, panelsOn, barBelow, toolButton, readPng, writePng,
 };

@@ -127,27 +127,13 @@ test('snapping to windows, the bare desktop and arrow keys on a bare server', T,
   });
 });
 
-async function openbox(t, x) {
-  const wm = spawn('openbox', ['--sm-disable'], { env: x.env, stdio: 'ignore' });
-  t.after(() => wm.kill('SIGKILL'));
-  const managing = async () => /window id/.test(String((await h.run('xprop', ['-root', '_NET_SUPPORTING_WM_CHECK'], { env: x.env, encoding: 'utf8' }))));
-  assert.ok(await h.waitUntil(managing, { timeout: 15000 }), 'openbox did not start');
-}
-
-test('snapping under openbox takes the window frames', T, async (t) => {
+test('snapping under openbox takes the window frames, also at QT_SCALE_FACTOR=1.5', T, async (t) => {
   const x = await h.desktop(t, W, H, h.makePatternImage(W, H));
-  await openbox(t, x);
+  await h.windowManager(t, x, 'openbox');
   const rects = await openWindows(t, x, { framed: true });
   rects.forEach((r, i) => assert.ok(r.w > WINDOWS[i].w && r.h > WINDOWS[i].h, `${WINDOWS[i].title} has a frame`));
   const before = await h.screenshot(x.env);
   for (const [i, win] of WINDOWS.entries()) await snap(t, x, before, rects[i], win.at);
-});
-
-test('snapping under openbox at QT_SCALE_FACTOR=1.5 takes exactly the window', T, async (t) => {
-  const x = await h.desktop(t, W, H, h.makePatternImage(W, H));
-  await openbox(t, x);
-  const rects = await openWindows(t, x, { framed: true });
-  const before = await h.screenshot(x.env);
   const env = { ...x.env, QT_SCALE_FACTOR: '1.5' };
   for (const [i, win] of WINDOWS.entries()) await capture(t, x, before, rects[i], () => h.clickAt(x.env, ...win.at), env);
 });
