@@ -97,13 +97,7 @@ for (const wm of ['openbox', 'xfwm4']) {
         return { ok: !!b && b.h > bar.h + 20, b };
       });
       assert.ok(both.ok && inside(both.b, list[1]), `toolbar and popup ${JSON.stringify(both.b)} on the right monitor`);
-      const spot = [region.x + 40, region.y + 60];
-      await h.clickAt(x.env, ...spot);
-      await h.sleep(200);
-      const area = async () => h.screenshot(x.env, spot[0], spot[1] - 20, 120, 60);
-      const blank = await area();
-      await h.type(x.env, 'WWW');
-      assert.ok(await h.waitUntil(async () => h.comparePixels(await area(), (px, py) => h.pixelAt(blank, px, py)).bad > 30), 'the typed text must show');
+      await h.typedTextShows(region, { click: (...p) => h.clickAt(x.env, ...p), type: (s) => h.type(x.env, s), shot: () => h.screenshot(x.env) });
       await h.key(x.env, 'Escape');
       assert.deepEqual((await child.result()).calls, EXIT);
     });

@@ -58,13 +58,7 @@ test('GNOME Shell session', async (t) => {
     child = await capture(t, s);
     await s.input.drag(region);
     await s.input.click(...Object.values(h.toolButton(layout, onRight(h.barBelow(layout, region)), 'tool_text')));
-    const spot = [region.x + 40, region.y + 60];
-    await s.input.click(...spot);
-    await h.sleep(200);
-    const area = async () => h.cropImage(await s.shot(), spot[0], spot[1] - 20, 120, 60);
-    const blank = await area();
-    await s.input.type('WWW');
-    assert.ok(await h.waitUntil(async () => h.comparePixels(await area(), (x, y) => h.pixelAt(blank, x, y)).bad > 30), 'the typed text must show');
+    await h.typedTextShows(region, { click: s.input.click, type: s.input.type, shot: s.shot });
     await s.input.key('Escape');
     assert.deepEqual((await child.result()).calls, EXIT);
     await child.kill();

@@ -538,6 +538,18 @@ async function windowManager(t, x, name) {
   assert.ok(await waitUntil(managing, { timeout: 20000 }), `${name} did not start`);
 }
 
+// With the text tool chosen over `region`, clicks into it and types: the text must show on
+// shot() (a screenshot). click(x, y) and type(text) send input however the desktop takes it.
+async function typedTextShows(region, { click, type, shot }) {
+  const spot = [region.x + 40, region.y + 60];
+  await click(...spot);
+  await sleep(200);
+  const area = async () => cropImage(await shot(), spot[0], spot[1] - 20, 120, 60);
+  const blank = await area();
+  await type('WWW');
+  assert.ok(await waitUntil(async () => comparePixels(await area(), (px, py) => pixelAt(blank, px, py)).bad > 30), 'the typed text must show');
+}
+
 // Waits for the toolbar, with or without a style popup, on the X screen of env; see findPanels.
 async function panelsOn(env, layout, withPopup) {
   const r = await shotUntil(env, (shot) => {
@@ -607,5 +619,5 @@ module.exports = {
   spawnChild, spawnScript, spawnCapture, startCapture, xdotool, mousemove, mousedown, mouseup, click, key, type, clickAt,
   doubleClickAt, linePoints, stroke, drag, visibleOverlays, typeSaveName, regionTaken, assertOngoing, waitForWindowNamed, waitForOverlay,
   waitForOverlayGone, waitForWhite, readClipboard, clipboardTargets, holdClipboard, ended, copiedImage, annotate, layoutProbe,
-  windowManager, panelsOn, barBelow, toolButton, readPng, writePng,
+  windowManager, typedTextShows, panelsOn, barBelow, toolButton, readPng, writePng,
 };

@@ -124,14 +124,7 @@ test('Wayland session', async (t) => {
     // The toolbar stays on the right output, where the region's bottom-right corner is.
     const onRight = (p) => ({ ...p, x: Math.max(p.x, W) });
     await h.clickAt(s.env, ...Object.values(h.toolButton(layout, onRight(h.barBelow(layout, region)), 'tool_text')));
-    const spot = [region.x + 40, region.y + 60];
-    await h.clickAt(s.env, ...spot);
-    await h.sleep(200);
-    const area = async () => h.cropImage(await grim(s.env), spot[0], spot[1] - 20, 120, 60);
-    const before = await area();
-    await h.type(s.env, 'WWW');
-    const typed = await h.waitUntil(async () => h.comparePixels(await area(), (px, py) => h.pixelAt(before, px, py)).bad > 30);
-    assert.ok(typed, 'the typed text must show');
+    await h.typedTextShows(region, { click: (...p) => h.clickAt(s.env, ...p), type: (text) => h.type(s.env, text), shot: () => grim(s.env) });
     await h.key(s.env, 'Escape');
     assert.deepEqual((await child.result()).calls, EXIT);
     await child.kill();
