@@ -123,6 +123,13 @@ test('three monitors of different sizes, one below another', async (t) => {
       assertLooseCrop(await h.copiedImage(child, x.env), region);
     });
   }
+  await t.test('switching a monitor off ends the session with "exit"', T, async (t) => {
+    const child = await h.startCapture(t, x);
+    await h.drag(x.env, 300, 300, 600, 500);
+    await x.xrandr('--output', 'DUMMY2', '--off');
+    await x.xrandr();
+    assert.deepEqual((await child.result()).calls, EXIT);
+  });
 });
 
 // A region whose corners are whole logical pixels at 1.25, 1.5 and 1.75 (multiples of 105).
