@@ -2,6 +2,7 @@
 
 #include "magnifyingglassgraphicsitem.h"
 #include "screenshotgraphicsitem.h"
+#include "screenshotsizegraphicitem.h"
 
 #include <cstdio>
 
@@ -93,6 +94,16 @@ private slots:
             QString("POS:(%1,%2)\nRGB:%3").arg(v.x()).arg(v.y()).arg(QColor(shot.pixel(q)).name()));
         scene.removeItem(frame);
         delete frame;
+    }
+
+    // The region's size box reads over a light desktop: white text on a dark box.
+    void sizeBoxIsDark() {
+        QImage img(100, 20, QImage::Format_RGB32);
+        img.fill(Qt::white);
+        QPainter painter(&img);
+        paintSizeBox(&painter, QRectF(0, 0, 100, 20), 0, QString());
+        painter.end();
+        QVERIFY(qGray(img.pixel(50, 10)) < 128);
     }
 };
 
