@@ -134,6 +134,15 @@ private slots:
         compareScreenWithWholeRepaint();
     }
 
+    // A flat drag takes nothing; its frame shows as a line.
+    void flatSelectionTakesNothing() {
+        select(QPoint(500, 500), QPoint(800, 500));
+        QVERIFY(!window->toolBar()->isVisible());
+        QVERIFY(window->getPixmap().isNull());
+        QCOMPARE(window->selectionView()->viewport()->grab().toImage().pixelColor(600, 500),
+                 QColor("#3A91F3"));
+    }
+
     void cancelAndEmptyConfirmKeepTheClipboard() {
         QSignalSpy exits(window, &MainWindow::mainWindowExit);
         QImage sentinel(3, 3, QImage::Format_RGB32);

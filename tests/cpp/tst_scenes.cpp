@@ -1,11 +1,8 @@
 #include "testsupport.h"
 
 #include "circlegraphicsitem.h"
-#include "linuxdiagramscene.h"
-#include "mainwindow.h"
 #include "mosaicgraphicsitem.h"
 #include "paintramscene.h"
-#include "screentoolframe.h"
 
 // What the scenes make of presses and drags, read from the items they create. Drawing each
 // shape, and the pictures that result, are checked end to end.
@@ -29,22 +26,6 @@ private slots:
         delete view;
         delete paint;
         ts::resetManager();
-    }
-
-    void flatSelectionTakesNothing() {
-        cleanup(); // the window brings its own scenes
-        view = nullptr, paint = nullptr;
-        MainWindow window;
-        window.setMainWindowRect(QRect(0, 0, 2560, 1600));
-        window.setScreenPixmap(new QPixmap(QPixmap::fromImage(ts::patternImage(2560, 1600))));
-        window.show();
-        QVERIFY(QTest::qWaitForWindowExposed(&window));
-        ts::dragPx(window.selectionView()->viewport(), QPoint(500, 500), QPoint(800, 500));
-        QVERIFY(!window.toolBar()->isVisible());
-        QVERIFY(window.getPixmap().isNull());
-        // Its frame shows as a line.
-        QCOMPARE(window.selectionView()->viewport()->grab().toImage().pixelColor(600, 500),
-                 QColor("#3A91F3"));
     }
 
     // A press on a drawn item's outline picks it up, raises it, and its handle resizes it.
