@@ -183,16 +183,16 @@ m wlr-stride $C 'stride >= w * 4 &&' 'stride > w * 4 &&' \
     'a buffer without padding is refused: sway is read through the portal again'
 m item-glass $D/screenshotgraphicsitem.cpp 'int(pixmapPoint.x() - 15), int(pixmapPoint.y() - 15), 30, 30' 'int(pixmapPoint.x() - 14), int(pixmapPoint.y() - 15), 30, 30' \
     'the magnifier shows the pixel beside the cursor'
-m item-sizebox $D/screenshotsizegraphicitem.cpp 'QColor dark(0, 0, 0, 200);' 'QColor dark(0, 0, 0, 150);' \
-    'the size label is lighter'
-m item-crosshair $D/magnifyingglassgraphicsitem.cpp 'const int yc = int(Y + ((H - t) - 2) * 0.5);' 'const int yc = int(Y + (H - t) * 0.5);' \
-    'the magnifier cross is off centre'
+m item-sizebox $D/screenshotsizegraphicitem.cpp 'painter->drawRoundedRect(box, roundness, roundness, Qt::RelativeSize);' '' \
+    'the region size shows without its dark box: white on a light desktop'
+m item-glassrgb $D/magnifyingglassgraphicsitem.cpp 'pixelColor(piece_.width() / 2, ' 'pixelColor(piece_.width() / 2 - 1, ' \
+    'the magnifier gives the colour of the pixel left of the cursor'
 m bar-circle $W/screentoolframe.cpp '&ScreenToolFrame::slotInsertCircle);' '&ScreenToolFrame::slotInsertRectangle);' \
     'the ellipse button draws rectangles'
 m pop-widths $W/selectlinewidthwidget.cpp 'int(10 * s), int(14 * s)}' 'int(10 * s), int(15 * s)}' \
     'the widest line is too wide'
-m pop-colour $W/colorlistitemwidget.cpp '{"colorgreen", "#61ED00"}' '{"colorgreen", "#61ED10"}' \
-    'green draws a slightly different green'
+m pop-colour $W/colorlistitemwidget.cpp 'emit sigColor(b->getColor());' 'emit sigColor(buttons_.first()->getColor());' \
+    'every colour picked draws red'
 m pop-font $W/selectfontwidget.cpp 'font.setPixelSize(fontClickFrame_->getFont());' 'font.setPointSize(fontClickFrame_->getFont());' \
     'texts come out at the wrong size'
 m pop-mosaic $W/selectmasoicwidget.cpp 'void SelectMasoicWidget::slotLineWidth(int) {

@@ -55,30 +55,18 @@ inline void setupView(QGraphicsView& view, QGraphicsScene* scene, QSize size) {
     QVERIFY(QTest::qWaitForWindowExposed(&view));
 }
 
-// Mouse input at scene positions on a view's viewport. (QTest treats QPoint(0,0) as "centre",
-// so tests keep away from the viewport's origin.)
-inline void press(QGraphicsView* v, QPointF p) {
-    QTest::mousePress(v->viewport(), Qt::LeftButton, {}, v->mapFromScene(p));
-}
-inline void move(QGraphicsView* v, QPointF p) {
-    QTest::mouseMove(v->viewport(), v->mapFromScene(p));
-}
-inline void release(QGraphicsView* v, QPointF p) {
-    QTest::mouseRelease(v->viewport(), Qt::LeftButton, {}, v->mapFromScene(p));
-}
-inline void drag(QGraphicsView* v, QPointF from, QPointF to, int steps = 4) {
-    press(v, from);
-    for (int i = 1; i <= steps; ++i)
-        move(v, from + (to - from) * (double(i) / steps));
-    release(v, to);
-}
-
-// The same in widget pixels, for widgets whose scene mapping is the code under test.
+// A drag in widget pixels, the button held through the moves. (QTest treats QPoint(0,0) as
+// "centre", so tests keep away from the widget's origin.)
 inline void dragPx(QWidget* w, QPoint from, QPoint to, int steps = 4) {
     QTest::mousePress(w, Qt::LeftButton, {}, from);
     for (int i = 1; i <= steps; ++i)
         QTest::mouseMove(w, from + (to - from) * i / steps);
     QTest::mouseRelease(w, Qt::LeftButton, {}, to);
+}
+
+// The same between scene positions of a view.
+inline void drag(QGraphicsView* v, QPointF from, QPointF to, int steps = 4) {
+    dragPx(v->viewport(), v->mapFromScene(from), v->mapFromScene(to), steps);
 }
 
 } // namespace ts

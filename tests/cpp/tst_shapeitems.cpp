@@ -2,7 +2,6 @@
 
 #include "arrowgraphicitem.h"
 #include "circlegraphicsitem.h"
-#include "randomlinegraphicsitem.h"
 #include "rectanglegraphicsitem.h"
 
 namespace {
@@ -98,23 +97,6 @@ private slots:
         // The start handle alone picks the start.
         ts::drag(view, QPointF(200 - d / 4, 200), QPointF(150, 120));
         QCOMPARE(QLineF(arrow->startPoint(), arrow->endPoint()), QLineF(150, 120, 260, 240));
-    }
-
-    void penDragsOnlyWhileEdited() {
-        // A line moves by dragging only while it is being edited.
-        auto* line = makeItem<RandomLineGraphicsItem>(PaintShapesPen, 10);
-        scene->addItem(line);
-        const QVector<QPointF> pts{{100, 100}, {150, 120}, {200, 100}};
-        for (QPointF const& p : pts)
-            line->changePoint(p);
-        for (ItemPaintStatus s : {PaintStatusCreating, PaintStatusFinished}) {
-            line->setItemPaintStatus(s);
-            ts::drag(view, QPointF(150, 120), QPointF(250, 220));
-            QCOMPARE(line->points(), pts);
-        }
-        line->setItemPaintStatus(PaintStatusEditing);
-        ts::drag(view, QPointF(150, 120), QPointF(230, 170));
-        QCOMPARE(line->points(), (QVector<QPointF>{{180, 150}, {230, 170}, {280, 150}}));
     }
 };
 
