@@ -132,8 +132,8 @@ test('three monitors of different sizes, one below another', async (t) => {
   });
 });
 
-// A region whose corners are whole logical pixels at 1.25, 1.5 and 1.75 (multiples of 105).
-const ALIGNED = { x: 210, y: 105, w: 840, h: 525 };
+// A region whose corners are whole logical pixels at 1.25, 1.5, 1.75 and 2 (multiples of 210).
+const ALIGNED = { x: 420, y: 210, w: 840, h: 630 };
 
 // A copy of a drag that starts and ends between logical pixels: within a pixel in place and
 // size, and an unscaled crop of the screen wherever it starts.
@@ -144,10 +144,10 @@ function assertLooseCrop(img, r) {
   assert.equal(h.patternCropMismatch(img, { ...at, w: img.width, h: img.height }), null);
 }
 
-test('fractional scales: the clipboard holds the device pixels the user dragged', async (t) => {
+test('scale factors: the clipboard holds the device pixels the user dragged', async (t) => {
   const [W, H] = [1920, 1080];
   const x = await h.desktop(t, W, H, h.makePatternImage(W, H));
-  for (const F of [1.25, 1.5, 1.75]) {
+  for (const F of [1.25, 1.5, 1.75, 2]) {
     await t.test(`QT_SCALE_FACTOR=${F}`, T, async (t) => {
       const env = { ...x.env, QT_SCALE_FACTOR: String(F) };
       let child = await h.startCapture(t, x, { env });
@@ -159,7 +159,19 @@ test('fractional scales: the clipboard holds the device pixels the user dragged'
       child = await h.startCapture(t, x, { env });
       await h.drag(x.env, loose.x, loose.y, loose.x + loose.w, loose.y + loose.h);
       await h.key(x.env, 'Return');
-      assertLooseCrop(await h.copiedImage(child, x.env), loose);
+      const plain = await h.copiedImage(child, x.env);
+      assertLooseCrop(plain, loose);
+      await child.kill();
+      // Once a tool is chosen the region is copied from the annotation view: the same pixels.
+      child = await h.startCapture(t, x, { env });
+      await h.drag(x.env, loose.x, loose.y, loose.x + loose.w, loose.y + loose.h);
+      const layout = await h.layoutProbe(env);
+      const c = h.toolButton(layout, h.barBelow(layout, { x: loose.x / F, y: loose.y / F, w: loose.w / F, h: loose.h / F }), 'tool_square');
+      await h.clickAt(x.env, Math.round(c.x * F), Math.round(c.y * F));
+      await h.sleep(150);
+      await h.key(x.env, 'Return');
+      const annotated = await h.copiedImage(child, x.env);
+      assert.ok(annotated.width === plain.width && annotated.height === plain.height && annotated.data.equals(plain.data), 'the same copy with a tool chosen');
     });
   }
 

@@ -307,34 +307,3 @@ test('region selection at 1920x1080', async (t) => {
     assert.deepEqual(await h.ended(child), ['exit']);
   });
 });
-
-test('QT_SCALE_FACTOR=2: the clipboard holds the region at device pixels', T, async (t) => {
-  const [DW, DH, F] = [2560, 1600, 2];
-  const x = await h.desktop(t, DW, DH, h.makePatternImage(DW, DH));
-  const env = { ...x.env, QT_SCALE_FACTOR: String(F) };
-  const probe = await h.layoutProbe(env); // logical sizes: the logical screen is 1280 × 800
-  assert.equal(probe.scale, 1);
-  const child = await h.startCapture(t, x, { env });
-
-  // xdotool works in device pixels; even positions are whole logical pixels.
-  const logical = span(301, 201, 501, 351);
-  await h.drag(x.env, logical.x * F, logical.y * F, right(logical) * F, bottom(logical) * F);
-
-  // The toolbar is placed by the logical rule and drawn at twice the size.
-  const tbWant = { x: (right(logical) - probe.toolbar.size.w) * F, y: (bottom(logical) + 10) * F };
-  const tb = await h.shotUntil(x.env, (shot) => {
-    const b = h.findToolbar(shot, { border: F });
-    return { ok: !!b && b.x === tbWant.x && b.y === tbWant.y, b };
-  });
-  assert.ok(tb.ok, `toolbar expected at ${tbWant.x},${tbWant.y}, found ${JSON.stringify(tb.b)}`);
-  assert.deepEqual([tb.b.w, tb.b.h], [probe.toolbar.size.w * F, probe.toolbar.size.h * F]);
-
-  // Then the bottom-right handle, dragged by a whole number of logical pixels.
-  const to = { x: right(logical) + 60, y: bottom(logical) + 40 };
-  await h.drag(x.env, right(logical) * F, bottom(logical) * F, to.x * F, to.y * F);
-  const final = resized(logical, 'bottomRight', to);
-  await h.key(x.env, 'Return');
-  const img = await h.copiedImage(child, x.env);
-  const want = { x: final.x * F, y: final.y * F, w: final.w * F, h: final.h * F };
-  assert.equal(h.patternCropMismatch(img, want), null, `clipboard should be the device-pixel crop ${show(want)}`);
-});
