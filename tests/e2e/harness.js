@@ -441,7 +441,6 @@ async function findWindows(env, name) {
   return r.status === 0 ? String(r.stdout).split('\n').filter(Boolean) : [];
 }
 const visibleOverlays = (env) => findWindows(env, OVERLAY_TITLE);
-// The capture of `child` goes on: it has not ended and its overlay is still mapped.
 // Answers the open save dialog with `file` (its name field takes the keys a moment after it
 // shows).
 async function typeSaveName(env, file) {
@@ -460,6 +459,7 @@ async function regionTaken(env) {
   if (!(await shotUntil(env, at, { timeout: 10000 })).ok) throw new Error('a dragged region got no toolbar by its corner');
 }
 
+// The capture of `child` goes on: it has not ended and its overlay is still mapped.
 async function assertOngoing(env, child, what) {
   assert.equal(child.events('captured').length, 0, what);
   assert.equal((await visibleOverlays(env)).length, 1, what);

@@ -91,20 +91,6 @@ test('snapping to windows, the bare desktop and arrow keys on a bare server', T,
   const a = rects[0];
   await snap(t, x, before, a, WINDOWS[0].at, ['Right', 'Right', 'Right', 'shift+Down', 'shift+Down'], { ...a, x: a.x + 3, h: a.h + 2 });
 
-  // Ten pixels right, five taller; the toolbar follows the bottom-right corner.
-  await capture(t, x, before, { x: 610, y: 450, w: 300, h: 205 }, async () => {
-    await h.drag(x.env, 600, 450, 900, 650);
-    const { tb: bar } = await h.shotUntil(x.env, (shot) => {
-      const tb = h.findToolbar(shot);
-      return { ok: !!tb, tb };
-    });
-    await h.key(x.env, ...Array(10).fill('Right'), ...Array(5).fill('shift+Down'));
-    const moved = await h.shotUntil(x.env, (shot) => {
-      const tb = h.findToolbar(shot);
-      return { ok: !!tb && tb.x === bar.x + 10 && tb.y === bar.y + 5 };
-    });
-    assert.ok(moved.ok, 'the toolbar should follow the region');
-  });
   // At the edges the region stops, in place and in size.
   await capture(t, x, before, { x: W - 300, y: 100, w: 300, h: 200 }, async () => {
     await h.drag(x.env, W - 305, 100, W - 5, 300);
