@@ -39,8 +39,9 @@ async function waylandDesktop(t, outputs) {
   const exact = Number.isInteger(scale) && scales.every((k) => k === scale);
   const shows = (img) => (exact ? h.patternCropMismatch(img, whole) === null : img.width === whole.w);
   assert.ok(await h.waitUntil(async () => shows(shot = await grim(s.env))), 'grim shows the pattern on every output');
-  // Qt is asked for its wayland platform: the module must go through XWayland anyway.
-  const child = { ...s.env, QT_QPA_PLATFORM: 'wayland' };
+  // Qt is asked for its wayland platform: the module must go through XWayland anyway. The
+  // session type says tty, as for a sway started from a console: WAYLAND_DISPLAY tells.
+  const child = { ...s.env, QT_QPA_PLATFORM: 'wayland', XDG_SESSION_TYPE: 'tty' };
   // `portal` always asks the portal; `direct` has none to ask, so only reading the compositor
   // directly gives a picture.
   return { ...s, scale, shot, child, portal: { ...child, SCREENCAPTURE_NO_SCREENCOPY: '1' }, direct: { ...child, DBUS_SESSION_BUS_ADDRESS: 'unix:path=/nonexistent' } };
