@@ -1,7 +1,6 @@
 'use strict';
-// Annotating a selected region with real input: the line tools, their style popup, selecting,
-// moving and resizing, double clicks and the size read-out. Shapes are checked by what any
-// drawing of them must show: where their strokes reach, how thick they are and in what colour.
+// Annotating with real input: the line tools, their style popup, selecting, moving, resizing,
+// double clicks, the size read-out. Shapes are checked by what any drawing of them must show.
 const test = require('node:test');
 const assert = require('node:assert/strict');
 const h = require('./harness');
@@ -77,6 +76,7 @@ test('annotating with the line tools', async (t) => {
       assert.ok((inked(img, [box.x, box.y, box.x + 3, box.y + 3])?.count || 0) <= 2, `${c.tool}: a round corner`);
     }
     assert.ok(inked(img, [315, 28, 316, 33]), 'the ellipse touches the middle of its box top');
+    assert.equal(inked(img, [250, 26, 252, 34]), null, 'but not its box top an eighth along');
     // Unsmoothed outlines: exactly the pen's width thick.
     assert.equal(thickness(img, 100, 20, 40, RED), w, 'rectangle edge');
     // The arrow: from its start to its tip; a head 2 × width long and wide at the tip, a thin

@@ -1,8 +1,7 @@
 'use strict';
-// Region selection driven by real X input: drag out a region, resize it by its handles, move
-// it, confirm it (Enter, double click, toolbar), save it through the file dialog, and check
-// where the toolbar and the magnifier appear. Every expected image or position is computed
-// from the position-coded root pattern and the geometry rules below.
+// Region selection with real X input: drag, resize by the handles, move, confirm (Enter, double
+// click, toolbar), save through the file dialog; where the toolbar and the magnifier appear.
+// Expected images and positions come from the position-coded root pattern and the rules below.
 const test = require('node:test');
 const assert = require('node:assert/strict');
 const fs = require('fs');

@@ -9,7 +9,6 @@ test('module surface', () => {
   assert.deepEqual(Object.keys(exported), ['Main']);
   assert.equal(exported.Main.name, 'QApplicationWrap');
   assert.equal(exported, require(h.MODULE_PATH), 'index.js must hand back the native exports as is');
-  // Its methods, and the TypeError each gives a receiver without a native half: clipboard.test.js.
 });
 
 test('Main() without new creates no Qt application', () => {
