@@ -92,6 +92,8 @@ m item-frame $D/screenshotgraphicsitem.cpp 'area += QRect(int(p.x()) - edge, int
     'a dragged frame leaves its old middle handles behind'
 m item-square $D/mosaicgraphicsitem.cpp 'update(squareAt(p, squareSide()).adjusted(-1, -1, 1, 1));' 'update(squareAt(p, squareSide()).adjusted(0, 0, -4, -4));' \
     'mosaic squares show up cut at their right and bottom'
+m xcb-screen src/platform/x11/xcbconnection.h '            screen_ = it.data;' '' \
+    'nothing is snapped to on X11 and the keyboard focus is not kept'
 m ses-grab src/platform/x11/x11screengrab.cpp 'p[i] |= 0xff000000u;' '' \
     'the frozen desktop keeps whatever the X server left in the pixel padding'
 P=src/platform
@@ -99,8 +101,8 @@ m plat-nested $P/desktopplatform.cpp 'if (wayland && onXWayland())' 'if (wayland
     'an X server nested in a Wayland session captures the outer desktop'
 m plat-session $P/session.cpp '!qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY") ||' '' \
     'a Wayland session is captured as X11: a black desktop'
-m plat-place $P/overlayplacement.cpp 'overlay->setGeometry(rect);' '' \
-    'the overlay does not cover the desktop'
+m plat-place $P/overlayplacement.cpp 'overlay->windowFlags() | Qt::X11BypassWindowManagerHint;' 'overlay->windowFlags();' \
+    'the window manager places the overlay and it stays above the save dialog'
 m plat-union $P/desktoplayout.cpp 'd.device |= deviceGeometry(screen);' 'd.device = deviceGeometry(screen);' \
     'the overlay covers the last monitor only'
 m plat-stacking $P/x11/x11windowsnapshot.cpp 'for (int i = n - 1; i >= 0; --i) {' 'for (int i = 0; i < n; ++i) {' \
@@ -215,7 +217,7 @@ m win-nudgepaint $W/mainwindow.cpp 'if (isPainting || (mods != Qt::NoModifier' '
 m sel-gesture $S/diagrambasescene.cpp '    mouseStatus_ = 0;
     clickTookRegion_ = false;' '' \
     'after Esc with the button down, the next capture cannot be confirmed'
-m sel-emptyclick $S/diagrambasescene.cpp 'if (taken.width() <= 0 || taken.height() <= 0) {' 'if (false) {' \
+m sel-emptyclick $S/diagrambasescene.cpp 'if (taken.width() <= 0 || taken.height() <= 0) {' 'if (taken.width() < 0) {' \
     'a click where no window is proposed leaves the selection stuck'
 m sel-clicknudge $S/diagrambasescene.cpp '        captureScreentPixmapRelease();
         showToolWidget();
