@@ -208,7 +208,6 @@ function rowRuns(img, y, colour, tol, minRun) {
   return x1 < 0 ? null : [x0, x1];
 }
 
-// Bounding box of all of them, or null.
 function findRunsBox(img, colour, { tol = 3, minRun = 40 } = {}) {
   let [x0, y0, x1, y1] = [Infinity, Infinity, -1, -1];
   for (let y = 0; y < img.height; y++) {
