@@ -92,7 +92,8 @@ m item-frame $D/screenshotgraphicsitem.cpp 'area += QRect(int(p.x()) - edge, int
     'a dragged frame leaves its old middle handles behind'
 m item-square $D/mosaicgraphicsitem.cpp 'update(squareAt(p, squareSide()).adjusted(-1, -1, 1, 1));' 'update(squareAt(p, squareSide()).adjusted(0, 0, -4, -4));' \
     'mosaic squares show up cut at their right and bottom'
-m xcb-screen src/platform/x11/xcbconnection.h '            screen_ = it.data;' '' \
+m xcb-screen src/platform/x11/xcbconnection.h 'if (it.rem)
+            screen_ = it.data;' '' \
     'nothing is snapped to on X11 and the keyboard focus is not kept'
 m ses-grab src/platform/x11/x11screengrab.cpp 'p[i] |= 0xff000000u;' '' \
     'the frozen desktop keeps whatever the X server left in the pixel padding'

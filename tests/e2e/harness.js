@@ -235,7 +235,6 @@ function findPanels(img, layout) {
   return { toolbar: { x: u.x, y: onTop ? u.y : u.y + u.h - T }, popup: u.h > T ? { x: u.x, y: onTop ? u.y + T + 10 : u.y, h: u.h - T - 10 } : null };
 }
 
-// The magnifier panel, by its #606060 outline.
 const findMagnifier = (img) => findRunsBox(img, [0x60, 0x60, 0x60], { tol: 3, minRun: 40 });
 
 
